@@ -1,0 +1,60 @@
+# make demo: install what is missing, build, and run the main job on the built-in phantom.
+# make test: the same set-up, then every test (GCC release, Clang release, ASan+UBSan, TSan on the threaded tests).
+.PHONY: all deps build demo test test-release test-clang test-asan test-tsan format format-check bench install clean
+
+JOBS ?= 2
+
+all: build
+
+deps:
+	@scripts/install-deps.sh
+
+build: deps
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS)
+
+demo: build
+	@scripts/demo.sh build/release
+
+test: deps format-check test-release test-clang test-asan test-tsan
+	@echo "All test configurations passed."
+
+test-release:
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS)
+	ctest --preset release
+
+test-clang:
+	cmake --preset clang >/dev/null
+	cmake --build --preset clang -j $(JOBS)
+	ctest --preset clang
+
+test-asan:
+	cmake --preset asan >/dev/null
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan
+
+test-tsan:
+	cmake --preset tsan >/dev/null
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan --no-tests=ignore
+
+bench:
+	@scripts/install-deps.sh libvtk9-dev
+	cmake --preset bench >/dev/null
+	cmake --build --preset bench -j $(JOBS)
+	build/bench/bench/zel_bench $(BENCH_ARGS)
+
+FORMAT_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
+
+format:
+	clang-format -i $(FORMAT_FILES)
+
+format-check:
+	@clang-format --dry-run -Werror $(FORMAT_FILES)
+
+install: build
+	cmake --install build/release --prefix $(or $(PREFIX),/usr/local)
+
+clean:
+	rm -rf build
