@@ -1,0 +1,131 @@
+#include "phantom.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "ZelCPUController.h"
+#include "ZelParallel.h"
+#include "ZelVoxelIndex.h"
+
+namespace {
+
+struct Ellipsoid {
+    float cx, cy, cz;  // centre, in units of the half field of view (-1..1)
+    float ax, ay, az;  // semi-axes, same units
+    // Squared normalised radius of point (x, y, z) given in the same units.
+    float Radius2(float x, float y, float z) const
+    {
+        const float dx = (x - cx) / ax, dy = (y - cy) / ay, dz = (z - cz) / az;
+        return dx * dx + dy * dy + dz * dz;
+    }
+};
+
+const Ellipsoid kHead{0.0f, 0.0f, 0.0f, 0.78f, 0.92f, 0.90f};
+const Ellipsoid kSkullOuter{0.0f, 0.0f, 0.0f, 0.74f, 0.88f, 0.86f};
+const Ellipsoid kSkullInner{0.0f, 0.0f, 0.0f, 0.67f, 0.81f, 0.79f};
+const Ellipsoid kWhiteMatter{0.0f, 0.02f, 0.05f, 0.46f, 0.58f, 0.52f};
+const Ellipsoid kVentricles[] = {{-0.10f, -0.02f, 0.08f, 0.06f, 0.26f, 0.16f},
+                                 {0.10f, -0.02f, 0.08f, 0.06f, 0.26f, 0.16f}};
+struct Lesion {
+    Ellipsoid shape;
+    short value;
+};
+const Lesion kLesions[] = {{{0.30f, 0.35f, 0.20f, 0.045f, 0.04f, 0.05f}, 72},
+                           {{-0.32f, -0.40f, -0.10f, 0.03f, 0.03f, 0.035f}, 80},
+                           {{0.18f, -0.50f, 0.35f, 0.025f, 0.025f, 0.03f}, 68},
+                           {{-0.20f, 0.50f, -0.30f, 0.05f, 0.05f, 0.06f}, 75}};
+
+// Cheap deterministic hash noise in -6..6.
+int Noise(int x, int y, int z)
+{
+    std::uint32_t h = static_cast<std::uint32_t>(x) * 73856093u ^ static_cast<std::uint32_t>(y) * 19349663u ^
+                      static_cast<std::uint32_t>(z) * 83492791u;
+    h ^= h >> 13;
+    h *= 0x5bd1e995u;
+    h ^= h >> 15;
+    return static_cast<int>(h % 13u) - 6;
+}
+
+// Vessel centre in half-field units at height w (-1..1).
+void VesselCentre(float w, float& u, float& v)
+{
+    u = 0.28f * std::sin(2.6f * w + 0.4f);
+    v = 0.20f * std::cos(1.9f * w) - 0.05f;
+}
+
+short Tissue(float u, float v, float w)
+{
+    if (kHead.Radius2(u, v, w) > 1.0f) return -1000;
+    const float outer = kSkullOuter.Radius2(u, v, w);
+    if (outer > 1.0f) return 40;  // scalp
+    if (kSkullInner.Radius2(u, v, w) > 1.0f) {
+        // Cortical tables on both sides of a softer diploe.
+        const float inner = kSkullInner.Radius2(u, v, w);
+        const float t = (outer - 1.0f) / (inner - outer + 1e-6f);  // 0 at the inner table .. -1 at the outer one
+        return (t > -0.3f || t < -0.7f) ? 1400 : 700;
+    }
+    short value = kWhiteMatter.Radius2(u, v, w) <= 1.0f ? 28 : 38;
+    for (const Ellipsoid& e : kVentricles)
+        if (e.Radius2(u, v, w) <= 1.0f) value = 6;
+    for (const Lesion& l : kLesions)
+        if (l.shape.Radius2(u, v, w) <= 1.0f) value = l.value;
+    return value;
+}
+
+}  // namespace
+
+void ZelPhantomVesselCentre(const ZelPhantomOptions& o, float z, float& x, float& y)
+{
+    const float hz = 0.5f * (o.sizeZ - 1);
+    float u, v;
+    VesselCentre((z - hz) / (0.5f * o.sizeZ), u, v);
+    x = 0.5f * (o.sizeX - 1) + u * 0.5f * o.sizeX;
+    y = 0.5f * (o.sizeY - 1) + v * 0.5f * o.sizeY;
+}
+
+ZelImage<short>* ZelMakeHeadPhantom(const ZelPhantomOptions& o)
+{
+    auto* image = new ZelImage<short>();
+    if (image->Allocate(o.alignment, o.sizeX, o.sizeY, o.sizeZ) != 0) {
+        delete image;
+        return nullptr;
+    }
+    image->SetImageScale({o.spacingX, o.spacingY, o.spacingZ});
+    const ZelVoxelAddressing at(*image);
+    short* data = image->GetDataPtr();
+
+    // The field of view is isotropic in millimetres, so the phantom keeps its
+    // shape whatever the spacing: coordinates are scaled by the larger half
+    // extent.
+    const float fx = o.sizeX * o.spacingX, fy = o.sizeY * o.spacingY, fz = o.sizeZ * o.spacingZ;
+    const float half = 0.5f * std::max(fx, std::max(fy, fz));
+    const float vesselRadius = 2.2f / half;  // 2.2 mm
+
+    ZelParallelSplit(o.sizeZ, ZelCPUController::GetAvailableCPUNumInThread(), [&](int z0, int z1) {
+        std::vector<float> us(static_cast<std::size_t>(o.sizeX));
+        for (int x = 0; x < o.sizeX; ++x) us[static_cast<std::size_t>(x)] = ((x + 0.5f) * o.spacingX - 0.5f * fx) / half;
+        for (int z = z0; z < z1; ++z) {
+            const float w = ((z + 0.5f) * o.spacingZ - 0.5f * fz) / half;
+            float vu, vv;
+            VesselCentre(w * half / (0.5f * fz), vu, vv);
+            vu *= 0.5f * fx / half;
+            vv *= 0.5f * fy / half;
+            for (int y = 0; y < o.sizeY; ++y) {
+                const float v = ((y + 0.5f) * o.spacingY - 0.5f * fy) / half;
+                for (int x = 0; x < o.sizeX; ++x) {
+                    const float u = us[static_cast<std::size_t>(x)];
+                    int value = Tissue(u, v, w);
+                    if (value > -1000 && value < 1000) {
+                        const float du = u - vu, dv = v - vv;
+                        if (du * du + dv * dv <= vesselRadius * vesselRadius) value = 330;
+                    }
+                    if (o.noise && value > -1000) value += Noise(x, y, z);
+                    data[at(x, y, z)] = static_cast<short>(value);
+                }
+            }
+        }
+    });
+    return image;
+}
