@@ -1,6 +1,6 @@
 # make demo: install what is missing, build, and run the main job on the built-in phantom.
 # make test: the same set-up, then every test (GCC release, Clang release, ASan+UBSan, TSan on the threaded tests).
-.PHONY: all deps build demo test test-release test-clang test-asan test-tsan format format-check bench install clean
+.PHONY: all deps build demo test test-release test-install test-clang test-asan test-tsan format format-check bench install clean
 
 JOBS ?= 2
 
@@ -16,13 +16,16 @@ build: deps
 demo: build
 	@scripts/demo.sh build/release
 
-test: deps format-check test-release test-clang test-asan test-tsan
+test: deps format-check test-release test-install test-clang test-asan test-tsan
 	@echo "All test configurations passed."
 
 test-release:
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
 	ctest --preset release
+
+test-install: test-release
+	scripts/check-install.sh build/release
 
 test-clang:
 	cmake --preset clang >/dev/null
