@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "ZelExport.h"
@@ -23,6 +24,9 @@ class ZEL_API ZelImageBuffer : public ZelIRelocationEvent {
 public:
     ZelImageBuffer();
     explicit ZelImageBuffer(ZelIMemoryAllocator* allocator);
+    // ZelImageBuffer(nullptr): an empty buffer with no allocator (the literal
+    // would otherwise fit both pointer constructors).
+    explicit ZelImageBuffer(std::nullptr_t) {}
     explicit ZelImageBuffer(ZelImageBuffer* source);
     ZelImageBuffer(const ZelImageBuffer& source);
     ZelImageBuffer& operator=(const ZelImageBuffer& source);

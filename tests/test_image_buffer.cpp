@@ -103,6 +103,8 @@ TEST(ImageBuffer, PointerCopyIsDeepReferenceCopyIsShallow)
     }
     ZelImageBuffer empty(static_cast<ZelImageBuffer*>(nullptr));
     ExpectEmpty(empty);
+    ZelImageBuffer literal(nullptr);
+    EXPECT_EQ(literal.GetMemoryAllocator(), nullptr);
 }
 
 TEST(ImageBuffer, DeepCopyOfEmptyBufferIsEmpty)
