@@ -13,6 +13,7 @@
 
 #include "ZelIGConverter.h"
 #include "ZelImageGeneratorGammaTable.h"
+#include "convert/table_kernels.h"
 #include "convert/window_kernels.h"
 
 namespace {
@@ -241,6 +242,36 @@ TEST(ConverterTable, ClampsToTheRange)
     EXPECT_EQ(ConvertRow(values, [&](ZelImageBuffer* b,
                                      const ZelImage<short>* s) { return ZelIGConverter::Table(b, s, &object); }),
               expected);
+}
+
+// The vector clamp and register gather against the plain per-pixel lookup,
+// for ranges from a single value to the whole 16-bit span.
+TEST(ConverterTable, RowsEqualPlainLookup)
+{
+    std::mt19937 random(11);
+    std::uniform_int_distribution<int> anyValue(-32768, 32767);
+    std::vector<unsigned char> table(65536);
+    for (unsigned char& entry : table) entry = static_cast<unsigned char>(random());
+    const std::pair<int, int> ranges[] = {{-1024, 3071}, {-32768, 32767}, {7, 7}, {-5, 40}, {32000, 32767}};
+    for (int width : {5, 16, 35, 130}) {
+        for (int depth : {1, 3}) {
+            for (const auto& range : ranges) {
+                const int height = 4;
+                std::vector<short> values(static_cast<std::size_t>(width) * height);
+                for (short& v : values) v = static_cast<short>(anyValue(random) / (random() % 2 ? 1 : 16));
+                auto slice = MakeSlice(width, height, values);
+                auto buffer = MakeBuffer(width, height, depth);
+                const auto min = static_cast<short>(range.first);
+                const auto max = static_cast<short>(range.second);
+                ASSERT_TRUE(ZelIGConverter::Table(buffer.get(), slice.get(), table.data(), min, max));
+                const std::vector<int> levels = Pixels(*buffer);
+                for (std::size_t i = 0; i < values.size(); ++i) {
+                    ASSERT_EQ(levels[i], ZelTableByte(values[i], table.data(), min, max))
+                        << "width " << width << " depth " << depth << " range " << min << ".." << max;
+                }
+            }
+        }
+    }
 }
 
 TEST(ConverterSigmoid, ListedValues)

@@ -8,6 +8,7 @@
 
 #include "ZelIGConverter.h"
 #include "convert/grey_rows.h"
+#include "convert/table_kernels.h"
 #include "convert/window_kernels.h"
 
 namespace {
@@ -31,14 +32,6 @@ bool PrepareRows(ZelImageBuffer* buffer, const ZelImage<short>* slice, Depths de
     // read past its end: refuse it instead.
     const long long needed = static_cast<long long>(rows.width) * rows.height;
     return rows.src != nullptr && slice->GetElementCount() >= needed;
-}
-
-void TableRows(const ZelGreyRows& rows, const unsigned char* table, short min, short max)
-{
-    ZelMapGrey(rows, [table, min, max](short value) {
-        const short clamped = std::min(std::max(value, min), max);
-        return table[clamped - min];
-    });
 }
 
 // The smallest and largest value that the conversion reads.
@@ -102,7 +95,7 @@ bool ZelIGConverter::Table(ZelImageBuffer* buffer, const ZelImage<short>* slice,
 {
     ZelGreyRows rows;
     if (!PrepareRows(buffer, slice, Depths::GreyOrTriple, rows) || table == nullptr || min > max) return false;
-    TableRows(rows, table, min, max);
+    ZelTableRows(rows, table, min, max);
     return true;
 }
 
@@ -143,7 +136,7 @@ bool ZelIGConverter::Sigmoid(ZelImageBuffer* buffer, const ZelImage<short>* slic
         return true;
     }
     for (long long k = 0; k < values; ++k) table[k] = level(static_cast<short>(low + k));
-    TableRows(rows, table.get(), low, high);
+    ZelTableRows(rows, table.get(), low, high);
     return true;
 }
 

@@ -7,6 +7,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "grey_triples.h"
+
 ZelWindowRamp ZelMakeWindowRamp(int width, int centre, bool invert)
 {
     const float top = invert ? 0.0f : 255.0f;
@@ -38,49 +40,23 @@ void StretchScalar(const short* src, unsigned char* dst, int groups, const ZelWi
 
 #if defined(__SSE2__)
 
-// Eight signed 16-bit values to eight saturated 16-bit levels.
+// Eight signed 16-bit values to eight saturated 16-bit levels. Each value is
+// taken as value * 2^16 (no sign extension needed) against slope * 2^-16:
+// scaling by powers of two leaves the rounded product unchanged.
 inline __m128i Levels8(__m128i values, __m128 slope, __m128 offset)
 {
-    // Sign-extend by placing each value in the high half and shifting back.
-    const __m128i lo = _mm_srai_epi32(_mm_unpacklo_epi16(values, values), 16);
-    const __m128i hi = _mm_srai_epi32(_mm_unpackhi_epi16(values, values), 16);
-    const __m128 ylo = _mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(lo), slope), offset);
-    const __m128 yhi = _mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(hi), slope), offset);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128 lo = _mm_cvtepi32_ps(_mm_unpacklo_epi16(zero, values));
+    const __m128 hi = _mm_cvtepi32_ps(_mm_unpackhi_epi16(zero, values));
+    const __m128 ylo = _mm_add_ps(_mm_mul_ps(lo, slope), offset);
+    const __m128 yhi = _mm_add_ps(_mm_mul_ps(hi, slope), offset);
     return _mm_packs_epi32(_mm_cvttps_epi32(ylo), _mm_cvttps_epi32(yhi));
-}
-
-// Four 32-bit lanes each holding one grey byte four times -> the 12 bytes of
-// four three-byte pixels at the bottom of the register, zeros above.
-inline __m128i SqueezeTriples(__m128i lanes)
-{
-    const __m128i keepLow = _mm_set1_epi64x(0x0000000000FFFFFFll);
-    const __m128i keepMid = _mm_set1_epi64x(0x0000FFFFFF000000ll);
-    // Per 64-bit half: [a a a b b b 0 0].
-    const __m128i halves =
-        _mm_or_si128(_mm_and_si128(lanes, keepLow), _mm_and_si128(_mm_srli_epi64(lanes, 8), keepMid));
-    // Bring the upper half down next to the lower one.
-    return _mm_or_si128(_mm_move_epi64(halves), _mm_slli_si128(_mm_srli_si128(halves, 8), 6));
-}
-
-// Sixteen grey bytes to 48 bytes of three-byte pixels.
-inline void StoreTriples(unsigned char* dst, __m128i grey)
-{
-    const __m128i pairsLo = _mm_unpacklo_epi8(grey, grey);
-    const __m128i pairsHi = _mm_unpackhi_epi8(grey, grey);
-    const __m128i a = SqueezeTriples(_mm_unpacklo_epi16(pairsLo, pairsLo));
-    const __m128i b = SqueezeTriples(_mm_unpackhi_epi16(pairsLo, pairsLo));
-    const __m128i c = SqueezeTriples(_mm_unpacklo_epi16(pairsHi, pairsHi));
-    const __m128i d = SqueezeTriples(_mm_unpackhi_epi16(pairsHi, pairsHi));
-    auto* out = reinterpret_cast<__m128i*>(dst);
-    _mm_storeu_si128(out, _mm_or_si128(a, _mm_slli_si128(b, 12)));
-    _mm_storeu_si128(out + 1, _mm_or_si128(_mm_srli_si128(b, 4), _mm_slli_si128(c, 8)));
-    _mm_storeu_si128(out + 2, _mm_or_si128(_mm_srli_si128(c, 8), _mm_slli_si128(d, 4)));
 }
 
 template <int Depth>
 void StretchVector(const short* src, unsigned char* dst, int groups, const ZelWindowRamp& ramp)
 {
-    const __m128 slope = _mm_set1_ps(ramp.slope);
+    const __m128 slope = _mm_set1_ps(ramp.slope * (1.0f / 65536.0f));
     const __m128 offset = _mm_set1_ps(ramp.offset);
     for (int g = 0; g < groups; ++g, src += 16, dst += 16 * Depth) {
         const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
@@ -89,7 +65,7 @@ void StretchVector(const short* src, unsigned char* dst, int groups, const ZelWi
         if (Depth == 1) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), grey);
         } else {
-            StoreTriples(dst, grey);
+            ZelStoreGreyTriples(dst, grey);
         }
     }
 }
