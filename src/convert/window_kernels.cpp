@@ -1,7 +1,6 @@
 #include "window_kernels.h"
 
 #include <cmath>
-#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
