@@ -1,0 +1,45 @@
+// Row walking shared by the grey conversions: the source is dense with the
+// buffer's width as row length, the destination steps by the buffer's stride.
+#pragma once
+
+#include <cstddef>
+
+struct ZelGreyRows {
+    const short* src = nullptr;
+    unsigned char* dst = nullptr;
+    int width = 0;
+    int height = 0;
+    int stride = 0;  // destination bytes per row, padding included
+    int depth = 1;   // 1 or 3
+};
+
+// Writes `grey` into the Depth bytes of a pixel.
+template <int Depth>
+inline void ZelPutGrey(unsigned char* pixel, unsigned char grey)
+{
+    for (int c = 0; c < Depth; ++c) pixel[c] = grey;
+}
+
+// Calls map(value) for every pixel and stores the byte it returns. Map must be
+// cheap and branch-free for the loop to vectorise at depth 1.
+template <int Depth, class Map>
+void ZelMapGreyRows(const ZelGreyRows& rows, Map map)
+{
+    for (int y = 0; y < rows.height; ++y) {
+        const short* src = rows.src + static_cast<std::ptrdiff_t>(y) * rows.width;
+        unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
+        for (int x = 0; x < rows.width; ++x)
+            ZelPutGrey<Depth>(dst + static_cast<std::ptrdiff_t>(x) * Depth, map(src[x]));
+    }
+}
+
+// The depth switch of a call: runs ZelMapGreyRows for depth 1 or 3.
+template <class Map>
+void ZelMapGrey(const ZelGreyRows& rows, Map map)
+{
+    if (rows.depth == 3) {
+        ZelMapGreyRows<3>(rows, map);
+    } else {
+        ZelMapGreyRows<1>(rows, map);
+    }
+}
