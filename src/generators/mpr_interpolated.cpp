@@ -1,0 +1,186 @@
+// Interpolated axis-aligned slices of signed 16-bit volumes: the fixed-point
+// walk with bilinear weights, eight pixels at a time with SSE2.
+//
+// Every pixel blends its four voxels a (i, j), b (i + 1, j), c (i, j + 1) and
+// d (i + 1, j + 1) with the 15-bit fractions fu (along display x) and fv
+// (along display y) of the walk:
+//   X * 2^30 = a (32768 - fu)(32768 - fv) + b fu (32768 - fv) + c (32768 - fu) fv + d fu fv
+// and the result is X truncated toward zero, the rounding of the
+// floating-point bilinear rule. This is computed exactly, so it differs from
+// a float evaluation of that rule only where float rounding pushes a blend
+// that is (nearly) a whole number across it, by one.
+//
+// 16-bit lanes with 32-bit sums (pmaddwd) compute it exactly in two stages:
+//   P = a (32767 - fu) + b fu + a               (= a (32768 - fu) + b fu, exact)
+// keeping the weights below 32768 so they fit a signed 16-bit lane. Each P is
+// split into a whole part P >> 15 and a fraction P & 32767, which the second
+// stage blends separately with (32767 - fv, fv) the same way:
+//   A = Phi0 (32767 - fv) + Phi1 fv + Phi0,   B = Plo0 (32767 - fv) + Plo1 fv + Plo0
+// so that X * 2^30 = A * 2^15 + B. With S = A + (B >> 15), floor(X) = S >> 15,
+// and X is fractional when S & 32767 or B & 32767 is non-zero; a negative
+// fractional X then takes floor + 1.
+#include <emmintrin.h>
+
+#include <memory>
+#include <new>
+
+#include "generators/mpr_kernels.h"
+
+namespace {
+
+// Per column of the visible span: the offsets of voxel i and of voxel i + 1
+// (i itself on the last index, where the fraction is 0 and the weight of
+// the neighbour with it) along the axis display x follows, and the fraction.
+struct ColumnTables {
+    std::unique_ptr<std::ptrdiff_t[]> off0;
+    std::unique_ptr<std::ptrdiff_t[]> off1;
+    std::unique_ptr<short[]> frac;
+
+    bool Allocate(int n)
+    {
+        off0.reset(new (std::nothrow) std::ptrdiff_t[n]);
+        off1.reset(new (std::nothrow) std::ptrdiff_t[n]);
+        frac.reset(new (std::nothrow) short[n]);
+        return off0 && off1 && frac;
+    }
+};
+
+// The exact blend, one pixel.
+inline short BlendScalar(int a, int b, int c, int d, int fu, int fv)
+{
+    const std::int64_t gu = 32768 - fu, gv = 32768 - fv;
+    const std::int64_t x = a * gu * gv + b * fu * gv + c * gu * fv + static_cast<std::int64_t>(d) * fu * fv;
+    return static_cast<short>(x / (std::int64_t{1} << 30));  // C++ division truncates toward zero
+}
+
+void RowScalar(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+{
+    for (int k = begin; k < end; ++k) {
+        out[k] = BlendScalar(r0[t.off0[k]], r0[t.off1[k]], r1[t.off0[k]], r1[t.off1[k]], t.frac[k], fv);
+    }
+}
+
+inline __m128i SignExtendLo(__m128i v)
+{
+    return _mm_srai_epi32(_mm_unpacklo_epi16(v, v), 16);
+}
+
+inline __m128i SignExtendHi(__m128i v)
+{
+    return _mm_srai_epi32(_mm_unpackhi_epi16(v, v), 16);
+}
+
+// first (32767 - w) + second w + first, for the low and the high four lanes,
+// given the interleaved weights.
+inline void Blend(__m128i first, __m128i second, __m128i weightsLo, __m128i weightsHi, __m128i& lo, __m128i& hi)
+{
+    lo = _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(first, second), weightsLo), SignExtendLo(first));
+    hi = _mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(first, second), weightsHi), SignExtendHi(first));
+}
+
+inline __m128i Gather(const short* row, const std::ptrdiff_t* off)
+{
+    return _mm_set_epi16(row[off[7]], row[off[6]], row[off[5]], row[off[4]], row[off[3]], row[off[2]], row[off[1]],
+                         row[off[0]]);
+}
+
+void RowSse2(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+{
+    const __m128i mask15 = _mm_set1_epi32(32767);
+    const __m128i max15 = _mm_set1_epi16(32767);
+    // (32767 - fv, fv) in every 32-bit lane.
+    const __m128i weightsV = _mm_set1_epi32(static_cast<int>((static_cast<unsigned>(fv) << 16) | (32767u - fv)));
+    int k = begin;
+    for (; k + 8 <= end; k += 8) {
+        const __m128i a = Gather(r0, &t.off0[k]);
+        const __m128i b = Gather(r0, &t.off1[k]);
+        const __m128i c = Gather(r1, &t.off0[k]);
+        const __m128i d = Gather(r1, &t.off1[k]);
+        const __m128i fu = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.frac[k]));
+        const __m128i gu = _mm_sub_epi16(max15, fu);
+        const __m128i weightsLo = _mm_unpacklo_epi16(gu, fu);
+        const __m128i weightsHi = _mm_unpackhi_epi16(gu, fu);
+
+        // Stage 1 along display x, exact in 32 bits.
+        __m128i p0lo, p0hi, p1lo, p1hi;
+        Blend(a, b, weightsLo, weightsHi, p0lo, p0hi);
+        Blend(c, d, weightsLo, weightsHi, p1lo, p1hi);
+
+        // Whole parts and fractions back to 16-bit lanes (no saturation:
+        // whole parts lie in [-32768, 32767], fractions in [0, 32767]).
+        const __m128i whole0 = _mm_packs_epi32(_mm_srai_epi32(p0lo, 15), _mm_srai_epi32(p0hi, 15));
+        const __m128i whole1 = _mm_packs_epi32(_mm_srai_epi32(p1lo, 15), _mm_srai_epi32(p1hi, 15));
+        const __m128i frac0 = _mm_packs_epi32(_mm_and_si128(p0lo, mask15), _mm_and_si128(p0hi, mask15));
+        const __m128i frac1 = _mm_packs_epi32(_mm_and_si128(p1lo, mask15), _mm_and_si128(p1hi, mask15));
+
+        // Stage 2 along display y, on both parts.
+        __m128i aLo, aHi, bLo, bHi;
+        Blend(whole0, whole1, weightsV, weightsV, aLo, aHi);
+        Blend(frac0, frac1, weightsV, weightsV, bLo, bHi);
+        const __m128i sLo = _mm_add_epi32(aLo, _mm_srli_epi32(bLo, 15));
+        const __m128i sHi = _mm_add_epi32(aHi, _mm_srli_epi32(bHi, 15));
+
+        // Truncation toward zero: floor, plus one for a negative blend with a
+        // fraction.
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i fracLo = _mm_or_si128(_mm_and_si128(sLo, mask15), _mm_and_si128(bLo, mask15));
+        const __m128i fracHi = _mm_or_si128(_mm_and_si128(sHi, mask15), _mm_and_si128(bHi, mask15));
+        const __m128i upLo = _mm_andnot_si128(_mm_cmpeq_epi32(fracLo, zero), _mm_cmplt_epi32(sLo, zero));
+        const __m128i upHi = _mm_andnot_si128(_mm_cmpeq_epi32(fracHi, zero), _mm_cmplt_epi32(sHi, zero));
+        const __m128i resLo = _mm_sub_epi32(_mm_srai_epi32(sLo, 15), upLo);  // up is -1 where it applies
+        const __m128i resHi = _mm_sub_epi32(_mm_srai_epi32(sHi, 15), upHi);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), _mm_packs_epi32(resLo, resHi));
+    }
+    RowScalar(r0, r1, t, k, end, fv, out);
+}
+
+}  // namespace
+
+bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* out, bool useSimd)
+{
+    const ZelMPRVolumeLayout& layout = g.layout;
+    const int colLast = layout.size[g.colAxis] - 1, rowLast = layout.size[g.rowAxis] - 1;
+    int x0, x1, y0, y1;
+    ZelMPRFixedSpan(g.colStart, g.colStep, 0, std::int64_t{colLast} * 32768, g.width, x0, x1);
+    ZelMPRFixedSpan(g.rowStart, g.rowStep, 0, std::int64_t{rowLast} * 32768, g.height, y0, y1);
+    if (x0 >= x1 || y0 >= y1) {
+        ZelMPRFillBackground(out, static_cast<std::size_t>(g.width) * g.height, g.background);
+        return true;
+    }
+
+    // Entry k of the column tables is display pixel x0 + k.
+    const int n = x1 - x0;
+    ColumnTables tables;
+    if (!tables.Allocate(n)) return false;
+    const ZelMPRAxisLayout& colAxis = layout.axis[g.colAxis];
+    ZelMPRAxisWalk column(g.colStart + x0 * g.colStep, colAxis);
+    for (int k = 0; k < n; ++k) {
+        if (k > 0) column.Advance(g.colStep);
+        tables.off0[k] = column.Offset();
+        tables.off1[k] = column.Coord() < colLast ? column.Offset() + colAxis.Step(column.Coord(), 1) : column.Offset();
+        tables.frac[k] = static_cast<short>(column.Fraction());
+    }
+
+    const short background = static_cast<short>(g.background);
+    const ZelMPRAxisLayout& rowAxis = layout.axis[g.rowAxis];
+    ZelMPRAxisWalk row(g.rowStart + y0 * g.rowStep, rowAxis);
+    const short* slice = volume + g.sliceOffset;
+    for (int y = 0; y < g.height; ++y) {
+        short* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
+        if (y < y0 || y >= y1) {
+            for (int x = 0; x < g.width; ++x) o[x] = background;
+            continue;
+        }
+        if (y > y0) row.Advance(g.rowStep);
+        const short* r0 = slice + row.Offset();
+        const short* r1 = row.Coord() < rowLast ? r0 + rowAxis.Step(row.Coord(), 1) : r0;
+        for (int x = 0; x < x0; ++x) o[x] = background;
+        if (useSimd) {
+            RowSse2(r0, r1, tables, 0, n, row.Fraction(), o + x0);
+        } else {
+            RowScalar(r0, r1, tables, 0, n, row.Fraction(), o + x0);
+        }
+        for (int x = x1; x < g.width; ++x) o[x] = background;
+    }
+    return true;
+}
