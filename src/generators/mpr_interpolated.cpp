@@ -21,6 +21,7 @@
 // fractional X then takes floor + 1.
 #include <emmintrin.h>
 
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -35,13 +36,18 @@ struct ColumnTables {
     std::unique_ptr<std::ptrdiff_t[]> off0;
     std::unique_ptr<std::ptrdiff_t[]> off1;
     std::unique_ptr<short[]> frac;
+    std::unique_ptr<std::int32_t[]> weights;  // (32767 - frac, frac) as the two halves of a pmaddwd lane
+    // Columns [pairBegin, pairEnd) have voxel i + 1 right after voxel i.
+    int pairBegin = 0;
+    int pairEnd = 0;
 
     bool Allocate(int n)
     {
         off0.reset(new (std::nothrow) std::ptrdiff_t[n]);
         off1.reset(new (std::nothrow) std::ptrdiff_t[n]);
         frac.reset(new (std::nothrow) short[n]);
-        return off0 && off1 && frac;
+        weights.reset(new (std::nothrow) std::int32_t[n]);
+        return off0 && off1 && frac && weights;
     }
 };
 
@@ -84,12 +90,44 @@ inline __m128i Gather(const short* row, const std::ptrdiff_t* off)
                          row[off[0]]);
 }
 
-void RowSse2(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+// Stage 2 and the truncation, from the exact stage-1 sums of both rows
+// (P0 for pixels 0-3 and 4-7, P1 likewise).
+inline __m128i BlendRows(__m128i p0lo, __m128i p0hi, __m128i p1lo, __m128i p1hi, __m128i weightsV)
 {
     const __m128i mask15 = _mm_set1_epi32(32767);
-    const __m128i max15 = _mm_set1_epi16(32767);
+    // Whole parts and fractions back to 16-bit lanes (no saturation: whole
+    // parts lie in [-32768, 32767], fractions in [0, 32767]).
+    const __m128i whole0 = _mm_packs_epi32(_mm_srai_epi32(p0lo, 15), _mm_srai_epi32(p0hi, 15));
+    const __m128i whole1 = _mm_packs_epi32(_mm_srai_epi32(p1lo, 15), _mm_srai_epi32(p1hi, 15));
+    const __m128i frac0 = _mm_packs_epi32(_mm_and_si128(p0lo, mask15), _mm_and_si128(p0hi, mask15));
+    const __m128i frac1 = _mm_packs_epi32(_mm_and_si128(p1lo, mask15), _mm_and_si128(p1hi, mask15));
+
+    __m128i aLo, aHi, bLo, bHi;
+    Blend(whole0, whole1, weightsV, weightsV, aLo, aHi);
+    Blend(frac0, frac1, weightsV, weightsV, bLo, bHi);
+    const __m128i sLo = _mm_add_epi32(aLo, _mm_srli_epi32(bLo, 15));
+    const __m128i sHi = _mm_add_epi32(aHi, _mm_srli_epi32(bHi, 15));
+
+    // Truncation toward zero: floor, plus one for a negative blend with a
+    // fraction (the compare masks are -1 where that applies).
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i fracLo = _mm_or_si128(_mm_and_si128(sLo, mask15), _mm_and_si128(bLo, mask15));
+    const __m128i fracHi = _mm_or_si128(_mm_and_si128(sHi, mask15), _mm_and_si128(bHi, mask15));
+    const __m128i upLo = _mm_andnot_si128(_mm_cmpeq_epi32(fracLo, zero), _mm_cmplt_epi32(sLo, zero));
+    const __m128i upHi = _mm_andnot_si128(_mm_cmpeq_epi32(fracHi, zero), _mm_cmplt_epi32(sHi, zero));
+    return _mm_packs_epi32(_mm_sub_epi32(_mm_srai_epi32(sLo, 15), upLo), _mm_sub_epi32(_mm_srai_epi32(sHi, 15), upHi));
+}
+
+inline __m128i RowWeights(int fv)
+{
     // (32767 - fv, fv) in every 32-bit lane.
-    const __m128i weightsV = _mm_set1_epi32(static_cast<int>((static_cast<unsigned>(fv) << 16) | (32767u - fv)));
+    return _mm_set1_epi32(static_cast<int>((static_cast<unsigned>(fv) << 16) | (32767u - fv)));
+}
+
+void RowSse2(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+{
+    const __m128i max15 = _mm_set1_epi16(32767);
+    const __m128i weightsV = RowWeights(fv);
     int k = begin;
     for (; k + 8 <= end; k += 8) {
         const __m128i a = Gather(r0, &t.off0[k]);
@@ -98,38 +136,47 @@ void RowSse2(const short* r0, const short* r1, const ColumnTables& t, int begin,
         const __m128i d = Gather(r1, &t.off1[k]);
         const __m128i fu = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.frac[k]));
         const __m128i gu = _mm_sub_epi16(max15, fu);
-        const __m128i weightsLo = _mm_unpacklo_epi16(gu, fu);
-        const __m128i weightsHi = _mm_unpackhi_epi16(gu, fu);
-
-        // Stage 1 along display x, exact in 32 bits.
         __m128i p0lo, p0hi, p1lo, p1hi;
-        Blend(a, b, weightsLo, weightsHi, p0lo, p0hi);
-        Blend(c, d, weightsLo, weightsHi, p1lo, p1hi);
+        Blend(a, b, _mm_unpacklo_epi16(gu, fu), _mm_unpackhi_epi16(gu, fu), p0lo, p0hi);
+        Blend(c, d, _mm_unpacklo_epi16(gu, fu), _mm_unpackhi_epi16(gu, fu), p1lo, p1hi);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), BlendRows(p0lo, p0hi, p1lo, p1hi, weightsV));
+    }
+    RowScalar(r0, r1, t, k, end, fv, out);
+}
 
-        // Whole parts and fractions back to 16-bit lanes (no saturation:
-        // whole parts lie in [-32768, 32767], fractions in [0, 32767]).
-        const __m128i whole0 = _mm_packs_epi32(_mm_srai_epi32(p0lo, 15), _mm_srai_epi32(p0hi, 15));
-        const __m128i whole1 = _mm_packs_epi32(_mm_srai_epi32(p1lo, 15), _mm_srai_epi32(p1hi, 15));
-        const __m128i frac0 = _mm_packs_epi32(_mm_and_si128(p0lo, mask15), _mm_and_si128(p0hi, mask15));
-        const __m128i frac1 = _mm_packs_epi32(_mm_and_si128(p1lo, mask15), _mm_and_si128(p1hi, mask15));
+// Voxels i and i + 1 as one 32-bit lane: the (a, b) pair pmaddwd wants.
+inline std::int32_t Pair(const short* p)
+{
+    std::int32_t v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
 
-        // Stage 2 along display y, on both parts.
-        __m128i aLo, aHi, bLo, bHi;
-        Blend(whole0, whole1, weightsV, weightsV, aLo, aHi);
-        Blend(frac0, frac1, weightsV, weightsV, bLo, bHi);
-        const __m128i sLo = _mm_add_epi32(aLo, _mm_srli_epi32(bLo, 15));
-        const __m128i sHi = _mm_add_epi32(aHi, _mm_srli_epi32(bHi, 15));
+inline __m128i GatherPairs(const short* row, const std::ptrdiff_t* off)
+{
+    return _mm_set_epi32(Pair(row + off[3]), Pair(row + off[2]), Pair(row + off[1]), Pair(row + off[0]));
+}
 
-        // Truncation toward zero: floor, plus one for a negative blend with a
-        // fraction.
-        const __m128i zero = _mm_setzero_si128();
-        const __m128i fracLo = _mm_or_si128(_mm_and_si128(sLo, mask15), _mm_and_si128(bLo, mask15));
-        const __m128i fracHi = _mm_or_si128(_mm_and_si128(sHi, mask15), _mm_and_si128(bHi, mask15));
-        const __m128i upLo = _mm_andnot_si128(_mm_cmpeq_epi32(fracLo, zero), _mm_cmplt_epi32(sLo, zero));
-        const __m128i upHi = _mm_andnot_si128(_mm_cmpeq_epi32(fracHi, zero), _mm_cmplt_epi32(sHi, zero));
-        const __m128i resLo = _mm_sub_epi32(_mm_srai_epi32(sLo, 15), upLo);  // up is -1 where it applies
-        const __m128i resHi = _mm_sub_epi32(_mm_srai_epi32(sHi, 15), upHi);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), _mm_packs_epi32(resLo, resHi));
+// Stage 1 from ready pairs: pair . (32767 - fu, fu) + first of the pair.
+inline __m128i BlendPairs(__m128i pairs, __m128i weights)
+{
+    return _mm_add_epi32(_mm_madd_epi16(pairs, weights), _mm_srai_epi32(_mm_slli_epi32(pairs, 16), 16));
+}
+
+// The same where voxel i + 1 follows voxel i in memory for every column
+// (display x along x in a linear volume): one 32-bit load fetches both.
+void RowSse2Pairs(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+{
+    const __m128i weightsV = RowWeights(fv);
+    int k = begin;
+    for (; k + 8 <= end; k += 8) {
+        const __m128i wLo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.weights[k]));
+        const __m128i wHi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.weights[k + 4]));
+        const __m128i p0lo = BlendPairs(GatherPairs(r0, &t.off0[k]), wLo);
+        const __m128i p0hi = BlendPairs(GatherPairs(r0, &t.off0[k + 4]), wHi);
+        const __m128i p1lo = BlendPairs(GatherPairs(r1, &t.off0[k]), wLo);
+        const __m128i p1hi = BlendPairs(GatherPairs(r1, &t.off0[k + 4]), wHi);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), BlendRows(p0lo, p0hi, p1lo, p1hi, weightsV));
     }
     RowScalar(r0, r1, t, k, end, fv, out);
 }
@@ -159,7 +206,19 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
         tables.off0[k] = column.Offset();
         tables.off1[k] = column.Coord() < colLast ? column.Offset() + colAxis.Step(column.Coord(), 1) : column.Offset();
         tables.frac[k] = static_cast<short>(column.Fraction());
+        tables.weights[k] = static_cast<std::int32_t>((static_cast<unsigned>(column.Fraction()) << 16) |
+                                                      (32767u - static_cast<unsigned>(column.Fraction())));
     }
+    // Only the ends of the span can sit on the last index, where the
+    // neighbour is the voxel itself; the pair path takes the middle when
+    // every neighbour there is the next element.
+    int pairBegin = 0, pairEnd = n;
+    while (pairBegin < n && tables.off1[pairBegin] != tables.off0[pairBegin] + 1) ++pairBegin;
+    while (pairEnd > pairBegin && tables.off1[pairEnd - 1] != tables.off0[pairEnd - 1] + 1) --pairEnd;
+    bool pairs = pairEnd - pairBegin >= 8;
+    for (int k = pairBegin; pairs && k < pairEnd; ++k) pairs = tables.off1[k] == tables.off0[k] + 1;
+    tables.pairBegin = pairs ? pairBegin : 0;
+    tables.pairEnd = pairs ? pairEnd : 0;
 
     const short background = static_cast<short>(g.background);
     const ZelMPRAxisLayout& rowAxis = layout.axis[g.rowAxis];
@@ -175,7 +234,11 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
         const short* r0 = slice + row.Offset();
         const short* r1 = row.Coord() < rowLast ? r0 + rowAxis.Step(row.Coord(), 1) : r0;
         for (int x = 0; x < x0; ++x) o[x] = background;
-        if (useSimd) {
+        if (useSimd && tables.pairEnd > 0) {
+            RowScalar(r0, r1, tables, 0, tables.pairBegin, row.Fraction(), o + x0);
+            RowSse2Pairs(r0, r1, tables, tables.pairBegin, tables.pairEnd, row.Fraction(), o + x0);
+            RowScalar(r0, r1, tables, tables.pairEnd, n, row.Fraction(), o + x0);
+        } else if (useSimd) {
             RowSse2(r0, r1, tables, 0, n, row.Fraction(), o + x0);
         } else {
             RowScalar(r0, r1, tables, 0, n, row.Fraction(), o + x0);

@@ -75,17 +75,22 @@ bool ZelMPRNearest(const ZelMPRSliceSetup& g, const T* volume, T* out)
         return true;
     }
 
-    // The column walk is the same for every row: run it once.
+    // The column walk is the same for every row: run it once. Where it
+    // moves one element per pixel (zoom 1 along x) the row is copied in runs:
+    // whole rows of a linear volume, 16-voxel runs of a tiled one.
     const int n = x1 - x0;
     std::unique_ptr<std::ptrdiff_t[]> columns(new (std::nothrow) std::ptrdiff_t[n]);
-    if (!columns) return false;
+    std::unique_ptr<int[]> runStart(new (std::nothrow) int[n + 1]);
+    if (!columns || !runStart) return false;
     ZelMPRAxisWalk column(colStart + x0 * g.colStep, layout.axis[g.colAxis]);
-    bool contiguous = true;
+    int runs = 0;
     for (int k = 0; k < n; ++k) {
         if (k > 0) column.Advance(g.colStep);
         columns[k] = column.Offset();
-        contiguous = contiguous && columns[k] == columns[0] + k;
+        if (k == 0 || columns[k] != columns[k - 1] + 1) runStart[runs++] = k;
     }
+    runStart[runs] = n;
+    const bool copyRuns = runs * 4 <= n;
 
     const T* slice = volume + g.sliceOffset;
     ZelMPRAxisWalk row(rowStart + y0 * g.rowStep, layout.axis[g.rowAxis]);
@@ -98,8 +103,11 @@ bool ZelMPRNearest(const ZelMPRSliceSetup& g, const T* volume, T* out)
         if (y > y0) row.Advance(g.rowStep);
         Fill(o, x0, background);
         const T* src = slice + row.Offset();
-        if (contiguous) {
-            std::memcpy(o + x0, src + columns[0], static_cast<std::size_t>(n) * sizeof(T));
+        if (copyRuns) {
+            for (int r = 0; r < runs; ++r) {
+                const int k = runStart[r];
+                std::memcpy(o + x0 + k, src + columns[k], static_cast<std::size_t>(runStart[r + 1] - k) * sizeof(T));
+            }
         } else {
             for (int k = 0; k < n; ++k) o[x0 + k] = src[columns[k]];
         }
