@@ -103,6 +103,7 @@ inline Blend InterpolatedFixed(const ZelImage<short>& volume, const FixedView& v
     int i0[3], i1[3], f[3];
     for (int i = 0; i < 3; ++i) {
         if (i == view.normalAxis) {
+            if (view.slice < 0 || view.slice >= sizes[i]) return {false, 0, 0};
             i0[i] = i1[i] = view.slice;
             f[i] = 0;
             continue;
