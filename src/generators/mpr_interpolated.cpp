@@ -21,6 +21,7 @@
 // fractional X then takes floor + 1.
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -37,9 +38,16 @@ struct ColumnTables {
     std::unique_ptr<std::ptrdiff_t[]> off1;
     std::unique_ptr<short[]> frac;
     std::unique_ptr<std::int32_t[]> weights;  // (32767 - frac, frac) as the two halves of a pmaddwd lane
-    // Columns [pairBegin, pairEnd) have voxel i + 1 right after voxel i.
+    // Columns [pairBegin, pairEnd) have voxel i + 1 right after voxel i in a
+    // row of consecutive elements; they read the row blend of voxels
+    // first .. first + count - 1 at index[k] = off0[k] - first.
     int pairBegin = 0;
     int pairEnd = 0;
+    int first = 0;
+    int count = 0;
+    std::unique_ptr<int[]> index;
+    std::unique_ptr<short[]> whole;
+    std::unique_ptr<short[]> fracs;
 
     bool Allocate(int n)
     {
@@ -90,6 +98,18 @@ inline __m128i Gather(const short* row, const std::ptrdiff_t* off)
                          row[off[0]]);
 }
 
+// Truncation toward zero of X, given S and B with X * 2^30 = S * 2^15 + (B & 32767):
+// floor(X) = S >> 15, plus one for a negative X with a fraction (the compare
+// masks are -1 where that applies).
+inline __m128i Truncate(__m128i s, __m128i b)
+{
+    const __m128i mask15 = _mm_set1_epi32(32767);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i fraction = _mm_or_si128(_mm_and_si128(s, mask15), _mm_and_si128(b, mask15));
+    const __m128i up = _mm_andnot_si128(_mm_cmpeq_epi32(fraction, zero), _mm_cmplt_epi32(s, zero));
+    return _mm_sub_epi32(_mm_srai_epi32(s, 15), up);
+}
+
 // Stage 2 and the truncation, from the exact stage-1 sums of both rows
 // (P0 for pixels 0-3 and 4-7, P1 likewise).
 inline __m128i BlendRows(__m128i p0lo, __m128i p0hi, __m128i p1lo, __m128i p1hi, __m128i weightsV)
@@ -108,14 +128,7 @@ inline __m128i BlendRows(__m128i p0lo, __m128i p0hi, __m128i p1lo, __m128i p1hi,
     const __m128i sLo = _mm_add_epi32(aLo, _mm_srli_epi32(bLo, 15));
     const __m128i sHi = _mm_add_epi32(aHi, _mm_srli_epi32(bHi, 15));
 
-    // Truncation toward zero: floor, plus one for a negative blend with a
-    // fraction (the compare masks are -1 where that applies).
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i fracLo = _mm_or_si128(_mm_and_si128(sLo, mask15), _mm_and_si128(bLo, mask15));
-    const __m128i fracHi = _mm_or_si128(_mm_and_si128(sHi, mask15), _mm_and_si128(bHi, mask15));
-    const __m128i upLo = _mm_andnot_si128(_mm_cmpeq_epi32(fracLo, zero), _mm_cmplt_epi32(sLo, zero));
-    const __m128i upHi = _mm_andnot_si128(_mm_cmpeq_epi32(fracHi, zero), _mm_cmplt_epi32(sHi, zero));
-    return _mm_packs_epi32(_mm_sub_epi32(_mm_srai_epi32(sLo, 15), upLo), _mm_sub_epi32(_mm_srai_epi32(sHi, 15), upHi));
+    return _mm_packs_epi32(Truncate(sLo, bLo), Truncate(sHi, bHi));
 }
 
 inline __m128i RowWeights(int fv)
@@ -144,7 +157,7 @@ void RowSse2(const short* r0, const short* r1, const ColumnTables& t, int begin,
     RowScalar(r0, r1, t, k, end, fv, out);
 }
 
-// Voxels i and i + 1 as one 32-bit lane: the (a, b) pair pmaddwd wants.
+// Two 16-bit entries i and i + 1 as one 32-bit lane: the pair pmaddwd wants.
 inline std::int32_t Pair(const short* p)
 {
     std::int32_t v;
@@ -152,31 +165,52 @@ inline std::int32_t Pair(const short* p)
     return v;
 }
 
-inline __m128i GatherPairs(const short* row, const std::ptrdiff_t* off)
+inline __m128i GatherPairs(const short* base, const int* index)
 {
-    return _mm_set_epi32(Pair(row + off[3]), Pair(row + off[2]), Pair(row + off[1]), Pair(row + off[0]));
+    return _mm_set_epi32(Pair(base + index[3]), Pair(base + index[2]), Pair(base + index[1]), Pair(base + index[0]));
 }
 
-// Stage 1 from ready pairs: pair . (32767 - fu, fu) + first of the pair.
-inline __m128i BlendPairs(__m128i pairs, __m128i weights)
+// Rows whose columns are consecutive elements (display x along x in a linear
+// volume) blend in the other order, which the same algebra allows: first
+// the two rows, on the source voxels themselves with plain vector loads
+// (whole parts and fractions stored in `whole` and `frac`, from voxel
+// `first` on), then along the row, where one 32-bit load fetches the pair
+// (i, i + 1) of each part.
+void RowSse2Consecutive(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
 {
-    return _mm_add_epi32(_mm_madd_epi16(pairs, weights), _mm_srai_epi32(_mm_slli_epi32(pairs, 16), 16));
-}
-
-// The same where voxel i + 1 follows voxel i in memory for every column
-// (display x along x in a linear volume): one 32-bit load fetches both.
-void RowSse2Pairs(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
-{
+    const int first = t.first, count = t.count;
+    short* whole = t.whole.get();
+    short* frac = t.fracs.get();
     const __m128i weightsV = RowWeights(fv);
+    const __m128i mask15 = _mm_set1_epi32(32767);
+    int c = 0;
+    for (; c + 8 <= count; c += 8) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r0 + first + c));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r1 + first + c));
+        __m128i lo, hi;
+        Blend(a, b, weightsV, weightsV, lo, hi);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(whole + c),
+                         _mm_packs_epi32(_mm_srai_epi32(lo, 15), _mm_srai_epi32(hi, 15)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(frac + c),
+                         _mm_packs_epi32(_mm_and_si128(lo, mask15), _mm_and_si128(hi, mask15)));
+    }
+    for (; c < count; ++c) {
+        const std::int32_t p = r0[first + c] * (32768 - fv) + r1[first + c] * fv;
+        whole[c] = static_cast<short>(p >> 15);
+        frac[c] = static_cast<short>(p & 32767);
+    }
+
+    const __m128i low16 = _mm_set1_epi32(0xFFFF);
     int k = begin;
-    for (; k + 8 <= end; k += 8) {
-        const __m128i wLo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.weights[k]));
-        const __m128i wHi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.weights[k + 4]));
-        const __m128i p0lo = BlendPairs(GatherPairs(r0, &t.off0[k]), wLo);
-        const __m128i p0hi = BlendPairs(GatherPairs(r0, &t.off0[k + 4]), wHi);
-        const __m128i p1lo = BlendPairs(GatherPairs(r1, &t.off0[k]), wLo);
-        const __m128i p1hi = BlendPairs(GatherPairs(r1, &t.off0[k + 4]), wHi);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), BlendRows(p0lo, p0hi, p1lo, p1hi, weightsV));
+    for (; k + 4 <= end; k += 4) {
+        const __m128i weightsU = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&t.weights[k]));
+        const __m128i wholes = GatherPairs(whole, &t.index[k]);
+        const __m128i fracs = GatherPairs(frac, &t.index[k]);
+        const __m128i a =
+            _mm_add_epi32(_mm_madd_epi16(wholes, weightsU), _mm_srai_epi32(_mm_slli_epi32(wholes, 16), 16));
+        const __m128i b = _mm_add_epi32(_mm_madd_epi16(fracs, weightsU), _mm_and_si128(fracs, low16));
+        const __m128i result = Truncate(_mm_add_epi32(a, _mm_srli_epi32(b, 15)), b);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + k), _mm_packs_epi32(result, result));
     }
     RowScalar(r0, r1, t, k, end, fv, out);
 }
@@ -209,16 +243,27 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
         tables.weights[k] = static_cast<std::int32_t>((static_cast<unsigned>(column.Fraction()) << 16) |
                                                       (32767u - static_cast<unsigned>(column.Fraction())));
     }
-    // Only the ends of the span can sit on the last index, where the
-    // neighbour is the voxel itself; the pair path takes the middle when
-    // every neighbour there is the next element.
-    int pairBegin = 0, pairEnd = n;
-    while (pairBegin < n && tables.off1[pairBegin] != tables.off0[pairBegin] + 1) ++pairBegin;
-    while (pairEnd > pairBegin && tables.off1[pairEnd - 1] != tables.off0[pairEnd - 1] + 1) --pairEnd;
-    bool pairs = pairEnd - pairBegin >= 8;
-    for (int k = pairBegin; pairs && k < pairEnd; ++k) pairs = tables.off1[k] == tables.off0[k] + 1;
-    tables.pairBegin = pairs ? pairBegin : 0;
-    tables.pairEnd = pairs ? pairEnd : 0;
+    // With display x along x in a linear volume every column's neighbour is
+    // the next element, except on the last index, which only the ends of the
+    // span can reach.
+    if (colAxis.inner == 1 && colAxis.blockJump == 0 && n >= 8) {
+        int pairBegin = 0, pairEnd = n;
+        while (pairBegin < n && tables.off1[pairBegin] != tables.off0[pairBegin] + 1) ++pairBegin;
+        while (pairEnd > pairBegin && tables.off1[pairEnd - 1] != tables.off0[pairEnd - 1] + 1) --pairEnd;
+        if (pairEnd - pairBegin >= 8) {
+            const std::ptrdiff_t lo = std::min(tables.off0[pairBegin], tables.off0[pairEnd - 1]);
+            const std::ptrdiff_t hi = std::max(tables.off0[pairBegin], tables.off0[pairEnd - 1]) + 1;
+            tables.first = static_cast<int>(lo);
+            tables.count = static_cast<int>(hi - lo + 1);
+            tables.index.reset(new (std::nothrow) int[n]);
+            tables.whole.reset(new (std::nothrow) short[tables.count]);
+            tables.fracs.reset(new (std::nothrow) short[tables.count]);
+            if (!tables.index || !tables.whole || !tables.fracs) return false;
+            for (int k = pairBegin; k < pairEnd; ++k) tables.index[k] = static_cast<int>(tables.off0[k] - lo);
+            tables.pairBegin = pairBegin;
+            tables.pairEnd = pairEnd;
+        }
+    }
 
     const short background = static_cast<short>(g.background);
     const ZelMPRAxisLayout& rowAxis = layout.axis[g.rowAxis];
@@ -236,7 +281,7 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
         for (int x = 0; x < x0; ++x) o[x] = background;
         if (useSimd && tables.pairEnd > 0) {
             RowScalar(r0, r1, tables, 0, tables.pairBegin, row.Fraction(), o + x0);
-            RowSse2Pairs(r0, r1, tables, tables.pairBegin, tables.pairEnd, row.Fraction(), o + x0);
+            RowSse2Consecutive(r0, r1, tables, tables.pairBegin, tables.pairEnd, row.Fraction(), o + x0);
             RowScalar(r0, r1, tables, tables.pairEnd, n, row.Fraction(), o + x0);
         } else if (useSimd) {
             RowSse2(r0, r1, tables, 0, n, row.Fraction(), o + x0);

@@ -105,7 +105,8 @@ ZelImage<short>* ZelMakeHeadPhantom(const ZelPhantomOptions& o)
 
     ZelParallelSplit(o.sizeZ, ZelCPUController::GetAvailableCPUNumInThread(), [&](int z0, int z1) {
         std::vector<float> us(static_cast<std::size_t>(o.sizeX));
-        for (int x = 0; x < o.sizeX; ++x) us[static_cast<std::size_t>(x)] = ((x + 0.5f) * o.spacingX - 0.5f * fx) / half;
+        for (int x = 0; x < o.sizeX; ++x)
+            us[static_cast<std::size_t>(x)] = ((x + 0.5f) * o.spacingX - 0.5f * fx) / half;
         for (int z = z0; z < z1; ++z) {
             const float w = ((z + 0.5f) * o.spacingZ - 0.5f * fz) / half;
             float vu, vv;
