@@ -1,0 +1,206 @@
+// Walking kernels of the MPR generator: nearest voxel along the fixed-point
+// walk, and the two floating-point samplers of free rotation.
+#include "generators/mpr_kernels.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace {
+
+std::int64_t FloorDiv(std::int64_t a, std::int64_t b)  // b > 0
+{
+    return a >= 0 ? a / b : -((-a + b - 1) / b);
+}
+
+std::int64_t CeilDiv(std::int64_t a, std::int64_t b)  // b > 0
+{
+    return -FloorDiv(-a, b);
+}
+
+template <class T>
+void Fill(T* out, int count, T value)
+{
+    std::fill(out, out + count, value);
+}
+
+}  // namespace
+
+void ZelMPRFixedSpan(std::int64_t start, std::int64_t step, std::int64_t lo, std::int64_t hi, int count, int& begin,
+                     int& end)
+{
+    begin = end = 0;
+    if (count <= 0 || lo > hi) return;
+    std::int64_t first, last;  // inclusive
+    if (step == 0) {
+        if (start < lo || start > hi) return;
+        first = 0;
+        last = count - 1;
+    } else {
+        // A falling walk is the rising one mirrored.
+        if (step < 0) {
+            start = -start;
+            step = -step;
+            const std::int64_t mirroredLo = -hi;
+            hi = -lo;
+            lo = mirroredLo;
+        }
+        first = std::max<std::int64_t>(CeilDiv(lo - start, step), 0);
+        last = std::min<std::int64_t>(FloorDiv(hi - start, step), count - 1);
+    }
+    if (first > last) return;
+    begin = static_cast<int>(first);
+    end = static_cast<int>(last + 1);
+}
+
+template <class T>
+void ZelMPRFillBackground(T* out, std::size_t count, int background)
+{
+    std::fill(out, out + count, static_cast<T>(background));
+}
+
+template <class T>
+bool ZelMPRNearest(const ZelMPRSliceSetup& g, const T* volume, T* out)
+{
+    const ZelMPRVolumeLayout& layout = g.layout;
+    const std::int64_t half = 16384;  // rounds every position to its nearest voxel
+    const std::int64_t colStart = g.colStart + half, rowStart = g.rowStart + half;
+    int x0, x1, y0, y1;
+    ZelMPRFixedSpan(colStart, g.colStep, 0, std::int64_t{layout.size[g.colAxis]} * 32768 - 1, g.width, x0, x1);
+    ZelMPRFixedSpan(rowStart, g.rowStep, 0, std::int64_t{layout.size[g.rowAxis]} * 32768 - 1, g.height, y0, y1);
+    const T background = static_cast<T>(g.background);
+    if (x0 >= x1 || y0 >= y1) {
+        ZelMPRFillBackground(out, static_cast<std::size_t>(g.width) * g.height, g.background);
+        return true;
+    }
+
+    // The column walk is the same for every row: run it once. Where it
+    // moves one element per pixel (zoom 1 along x) the row is copied in runs:
+    // whole rows of a linear volume, 16-voxel runs of a tiled one.
+    const int n = x1 - x0;
+    std::unique_ptr<std::ptrdiff_t[]> columns(new (std::nothrow) std::ptrdiff_t[n]);
+    std::unique_ptr<int[]> runStart(new (std::nothrow) int[n + 1]);
+    if (!columns || !runStart) return false;
+    ZelMPRAxisWalk column(colStart + x0 * g.colStep, layout.axis[g.colAxis]);
+    int runs = 0;
+    for (int k = 0; k < n; ++k) {
+        if (k > 0) column.Advance(g.colStep);
+        columns[k] = column.Offset();
+        if (k == 0 || columns[k] != columns[k - 1] + 1) runStart[runs++] = k;
+    }
+    runStart[runs] = n;
+    const bool copyRuns = runs * 4 <= n;
+
+    const T* slice = volume + g.sliceOffset;
+    ZelMPRAxisWalk row(rowStart + y0 * g.rowStep, layout.axis[g.rowAxis]);
+    for (int y = 0; y < g.height; ++y) {
+        T* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
+        if (y < y0 || y >= y1) {
+            Fill(o, g.width, background);
+            continue;
+        }
+        if (y > y0) row.Advance(g.rowStep);
+        Fill(o, x0, background);
+        const T* src = slice + row.Offset();
+        if (copyRuns) {
+            for (int r = 0; r < runs; ++r) {
+                const int k = runStart[r];
+                std::memcpy(o + x0 + k, src + columns[k], static_cast<std::size_t>(runStart[r + 1] - k) * sizeof(T));
+            }
+        } else {
+            for (int k = 0; k < n; ++k) o[x0 + k] = src[columns[k]];
+        }
+        Fill(o + x1, g.width - x1, background);
+    }
+    return true;
+}
+
+namespace {
+
+// Element offsets of every coordinate of one axis: the per-pixel addressing
+// of free rotation becomes two table reads.
+std::unique_ptr<std::ptrdiff_t[]> AxisTable(const ZelMPRVolumeLayout& layout, int axis)
+{
+    const int n = layout.size[axis];
+    std::unique_ptr<std::ptrdiff_t[]> table(new (std::nothrow) std::ptrdiff_t[n]);
+    if (table) {
+        for (int c = 0; c < n; ++c) table[c] = layout.axis[axis].Offset(c);
+    }
+    return table;
+}
+
+}  // namespace
+
+template <class T>
+bool ZelMPRFreeFloor(const ZelMPRSliceSetup& g, const T* volume, T* out)
+{
+    const std::unique_ptr<std::ptrdiff_t[]> uTable = AxisTable(g.layout, g.uAxis);
+    const std::unique_ptr<std::ptrdiff_t[]> vTable = AxisTable(g.layout, g.vAxis);
+    if (!uTable || !vTable) return false;
+    const double uEnd = g.layout.size[g.uAxis], vEnd = g.layout.size[g.vAxis];
+    const T background = static_cast<T>(g.background);
+    const T* slice = volume + g.sliceOffset;
+    for (int y = 0; y < g.height; ++y) {
+        const double uRow = g.u0 + y * g.uStepY, vRow = g.v0 + y * g.vStepY;
+        T* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
+        for (int x = 0; x < g.width; ++x) {
+            const double u = uRow + x * g.uStepX, v = vRow + x * g.vStepX;
+            // floor(u) in [0, size - 1] is u in [0, size); NaN falls outside.
+            const bool inside = u >= 0.0 && u < uEnd && v >= 0.0 && v < vEnd;
+            o[x] = inside ? slice[uTable[static_cast<int>(u)] + vTable[static_cast<int>(v)]] : background;
+        }
+    }
+    return true;
+}
+
+bool ZelMPRFreeBilinear(const ZelMPRSliceSetup& g, const short* volume, short* out)
+{
+    const std::unique_ptr<std::ptrdiff_t[]> uTable = AxisTable(g.layout, g.uAxis);
+    const std::unique_ptr<std::ptrdiff_t[]> vTable = AxisTable(g.layout, g.vAxis);
+    if (!uTable || !vTable) return false;
+    const double uLast = g.layout.size[g.uAxis] - 1, vLast = g.layout.size[g.vAxis] - 1;
+    const short background = static_cast<short>(g.background);
+    const short* slice = volume + g.sliceOffset;
+    for (int y = 0; y < g.height; ++y) {
+        const double uRow = g.u0 + y * g.uStepY, vRow = g.v0 + y * g.vStepY;
+        short* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
+        for (int x = 0; x < g.width; ++x) {
+            const double u = uRow + x * g.uStepX, v = vRow + x * g.vStepX;
+            if (!(u >= 0.0 && u <= uLast && v >= 0.0 && v <= vLast)) {
+                o[x] = background;
+                continue;
+            }
+            const int iu = static_cast<int>(u), iv = static_cast<int>(v);
+            const float fu = static_cast<float>(u - iu), fv = static_cast<float>(v - iv);
+            const std::ptrdiff_t p = uTable[iu] + vTable[iv];
+            const float v00 = slice[p];
+            // The exact-zero tests keep a sample on the last index from
+            // reading the (absent) voxel after it.
+            float value;
+            if (fu == 0.0f && fv == 0.0f) {
+                value = v00;
+            } else if (fv == 0.0f) {
+                value = v00 * (1.0f - fu) + static_cast<float>(slice[uTable[iu + 1] + vTable[iv]]) * fu;
+            } else if (fu == 0.0f) {
+                value = v00 * (1.0f - fv) + static_cast<float>(slice[uTable[iu] + vTable[iv + 1]]) * fv;
+            } else {
+                const float v10 = slice[uTable[iu + 1] + vTable[iv]];
+                const float v01 = slice[uTable[iu] + vTable[iv + 1]];
+                const float v11 = slice[uTable[iu + 1] + vTable[iv + 1]];
+                value = ((v00 * (1.0f - fu) + v10 * fu) * (1.0f - fv)) + ((v01 * (1.0f - fu) + v11 * fu) * fv);
+            }
+            o[x] = static_cast<short>(static_cast<int>(value));
+        }
+    }
+    return true;
+}
+
+#define ZEL_MPR_INSTANTIATE(T)                                             \
+    template void ZelMPRFillBackground<T>(T*, std::size_t, int);           \
+    template bool ZelMPRNearest<T>(const ZelMPRSliceSetup&, const T*, T*); \
+    template bool ZelMPRFreeFloor<T>(const ZelMPRSliceSetup&, const T*, T*);
+ZEL_MPR_INSTANTIATE(unsigned char)
+ZEL_MPR_INSTANTIATE(unsigned short)
+ZEL_MPR_INSTANTIATE(short)
+#undef ZEL_MPR_INSTANTIATE

@@ -1,0 +1,394 @@
+// Stacked (thick-slab) slices of the unrotated plane, and the smoothing /
+// sharpening filter of signed 16-bit slices.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "ZelImage.h"
+#include "generators/mpr_kernels.h"
+
+void ZelMPRStackWeights(int mode, int count, int* weights)
+{
+    for (int k = 0; k < count; ++k) {
+        // Distance from the slab's middle in half slices, so that even slabs
+        // stay symmetric.
+        const int distance = std::abs(2 * k - (count - 1));
+        switch (mode) {
+        case ZEL_MPR_STACK_TRIANGLE: weights[k] = count + 1 - distance; break;
+        case ZEL_MPR_STACK_GAUSSIAN:
+            weights[k] = static_cast<int>(
+                std::lround(256.0 * std::exp(-2.0 * distance * distance / (static_cast<double>(count) * count))));
+            break;
+        default: weights[k] = 1; break;
+        }
+    }
+}
+
+namespace {
+
+// Truncating division of |n| < 2^31 by a fixed divisor with one multiply:
+// m = ceil(2^(31 + l) / d) with 2^l >= d makes (|n| m) >> (31 + l) exact.
+class FixedDivisor {
+public:
+    explicit FixedDivisor(std::int64_t d)
+    {
+        int l = 0;
+        while ((std::int64_t{1} << l) < d) ++l;
+        m_shift = 31 + l;
+        m_multiplier =
+            ((std::uint64_t{1} << m_shift) + static_cast<std::uint64_t>(d) - 1) / static_cast<std::uint64_t>(d);
+    }
+    std::int32_t operator()(std::int32_t n) const
+    {
+        const std::uint64_t magnitude = n < 0 ? 0u - static_cast<std::uint64_t>(static_cast<std::int64_t>(n)) : n;
+        const auto q = static_cast<std::int32_t>((magnitude * m_multiplier) >> m_shift);
+        return n < 0 ? -q : q;
+    }
+
+private:
+    std::uint64_t m_multiplier;
+    int m_shift;
+};
+
+// Sums too large for 32 bits (very thick slabs) divide plainly.
+struct PlainDivisor {
+    std::int64_t d;
+    explicit PlainDivisor(std::int64_t divisor) : d(divisor) {}
+    std::int64_t operator()(std::int64_t n) const { return n / d; }
+};
+
+// How a slab is combined. Line() folds one slice into a row of
+// accumulators; Run() folds a run of consecutive slab voxels into one.
+template <class T, class Acc, class Divisor, bool kWeighted>
+struct MeanOp {
+    using AccType = Acc;
+    Divisor divide;
+    Acc Init() const { return 0; }
+    void Line(Acc* acc, const T* src, int n, int weight) const
+    {
+        if (kWeighted) {
+            for (int i = 0; i < n; ++i) acc[i] += static_cast<Acc>(weight) * src[i];
+        } else {
+            for (int i = 0; i < n; ++i) acc[i] += src[i];
+        }
+    }
+    Acc Run(Acc acc, const T* src, int n, const int* weights) const
+    {
+        for (int i = 0; i < n; ++i) acc += (kWeighted ? static_cast<Acc>(weights[i]) : Acc{1}) * src[i];
+        return acc;
+    }
+    T Finish(Acc acc) const { return static_cast<T>(divide(acc)); }
+};
+
+template <class T, bool kMaximum>
+struct ExtremeOp {
+    using AccType = T;
+    T Init() const { return kMaximum ? std::numeric_limits<T>::lowest() : std::numeric_limits<T>::max(); }
+    void Line(T* acc, const T* src, int n, int) const
+    {
+        for (int i = 0; i < n; ++i) acc[i] = kMaximum ? std::max(acc[i], src[i]) : std::min(acc[i], src[i]);
+    }
+    T Run(T acc, const T* src, int n, const int*) const
+    {
+        for (int i = 0; i < n; ++i) acc = kMaximum ? std::max(acc, src[i]) : std::min(acc, src[i]);
+        return acc;
+    }
+    T Finish(T acc) const { return acc; }
+};
+
+struct Slab {
+    int plane;
+    int first;  // first slice along the normal
+    int count;  // slices in the slab
+    int width;  // output size
+    int height;
+};
+
+// Length of the run of consecutive elements from coordinate c along x.
+inline int RunLength(const ZelMPRAxisLayout& x, int c, int remaining)
+{
+    return x.blockJump == 0 ? remaining : std::min(16 - (c & 15), remaining);
+}
+
+// Planes 1 and 2: output rows run along x, so every slab slice adds a row
+// that lies in memory in runs (whole rows when linear, 16 voxels when tiled).
+template <class T, class Op>
+void StackRows(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
+               typename Op::AccType* acc, T* out)
+{
+    const ZelMPRAxisLayout& xAxis = layout.axis[0];
+    const ZelMPRAxisLayout& rowAxis = layout.axis[slab.plane == 2 ? 1 : 2];
+    const ZelMPRAxisLayout& normal = layout.axis[slab.plane];
+    for (int oy = 0; oy < slab.height; ++oy) {
+        std::fill(acc, acc + slab.width, op.Init());
+        for (int k = 0; k < slab.count; ++k) {
+            const T* line = volume + rowAxis.Offset(oy) + normal.Offset(slab.first + k);
+            for (int x = 0; x < slab.width;) {
+                const int run = RunLength(xAxis, x, slab.width - x);
+                op.Line(acc + x, line + xAxis.Offset(x), run, weights[k]);
+                x += run;
+            }
+        }
+        T* o = out + static_cast<std::ptrdiff_t>(oy) * slab.width;
+        for (int x = 0; x < slab.width; ++x) o[x] = op.Finish(acc[x]);
+    }
+}
+
+// Plane 0: the slab runs along x, the direction memory is laid out in, so
+// each output pixel folds its own run.
+template <class T, class Op>
+void StackPixels(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
+                 T* out)
+{
+    const ZelMPRAxisLayout& xAxis = layout.axis[0];
+    for (int z = 0; z < slab.height; ++z) {
+        T* o = out + static_cast<std::ptrdiff_t>(z) * slab.width;
+        const std::ptrdiff_t zOffset = layout.axis[2].Offset(z);
+        for (int y = 0; y < slab.width; ++y) {
+            const T* line = volume + zOffset + layout.axis[1].Offset(y);
+            typename Op::AccType acc = op.Init();
+            for (int k = 0; k < slab.count;) {
+                const int x = slab.first + k;
+                const int run = RunLength(xAxis, x, slab.count - k);
+                acc = op.Run(acc, line + xAxis.Offset(x), run, weights + k);
+                k += run;
+            }
+            o[y] = op.Finish(acc);
+        }
+    }
+}
+
+template <class T, class Op>
+bool Stack(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
+           T* out)
+{
+    if (slab.plane == 0) {
+        StackPixels(volume, layout, slab, weights, op, out);
+        return true;
+    }
+    std::unique_ptr<typename Op::AccType[]> acc(new (std::nothrow) typename Op::AccType[slab.width]);
+    if (!acc) return false;
+    StackRows(volume, layout, slab, weights, op, acc.get(), out);
+    return true;
+}
+
+template <class T, class Acc, class Divisor>
+bool StackMean(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, bool weighted,
+               std::int64_t totalWeight, T* out)
+{
+    const Divisor divide(totalWeight);
+    if (weighted) return Stack(volume, layout, slab, weights, MeanOp<T, Acc, Divisor, true>{divide}, out);
+    return Stack(volume, layout, slab, weights, MeanOp<T, Acc, Divisor, false>{divide}, out);
+}
+
+// Mode dispatch, once per call.
+template <class T>
+bool StackSlab(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, ZelMPRStackImageMode mode, T* out)
+{
+    std::unique_ptr<int[]> weights(new (std::nothrow) int[slab.count]);
+    if (!weights) return false;
+    ZelMPRStackWeights(mode, slab.count, weights.get());
+    switch (mode) {
+    case ZEL_MPR_STACK_MAXIMUM: return Stack(volume, layout, slab, weights.get(), ExtremeOp<T, true>{}, out);
+    case ZEL_MPR_STACK_MINIMUM: return Stack(volume, layout, slab, weights.get(), ExtremeOp<T, false>{}, out);
+    default: break;
+    }
+    std::int64_t totalWeight = 0;
+    for (int k = 0; k < slab.count; ++k) totalWeight += weights[k];
+    const std::int64_t largest =
+        std::max<std::int64_t>(std::numeric_limits<T>::max(), -std::int64_t{std::numeric_limits<T>::min()});
+    const bool weighted = mode != ZEL_MPR_STACK_AVERAGE;
+    if (totalWeight * largest < (std::int64_t{1} << 31)) {
+        return StackMean<T, std::int32_t, FixedDivisor>(volume, layout, slab, weights.get(), weighted, totalWeight,
+                                                        out);
+    }
+    return StackMean<T, std::int64_t, PlainDivisor>(volume, layout, slab, weights.get(), weighted, totalWeight, out);
+}
+
+template <class T>
+ZelImageBase* StackedSlice(const ZelImageBase& volume, ZelMPRImageGeneratorParam& param, int filterStrength,
+                           int thickness, bool centred, ZelMPRStackImageMode mode)
+{
+    const Zel3DVector<int> size = volume.GetImageSize();
+    const Zel3DVector<float> scale = volume.GetImageScale();
+    Slab slab{};
+    int slice = 0, limit = 0;
+    Zel3DVector<float> outScale{};
+    switch (param.plane) {
+    case ZEL_MPR_PLANE_YZ:
+        slice = param.slicePosition.x;
+        slab.width = size.y;
+        slab.height = size.z;
+        limit = size.x;
+        outScale = {scale.y, scale.z, scale.x};
+        break;
+    case ZEL_MPR_PLANE_XZ:
+        slice = param.slicePosition.y;
+        slab.width = size.x;
+        slab.height = size.z;
+        limit = size.y;
+        outScale = {scale.x, scale.z, scale.y};
+        break;
+    case ZEL_MPR_PLANE_XY:
+        slice = param.slicePosition.z;
+        slab.width = size.x;
+        slab.height = size.y;
+        limit = size.z;
+        outScale = scale;
+        break;
+    default: return nullptr;
+    }
+    slab.plane = param.plane;
+
+    // The new image is a plane-2 view of a one-slice volume.
+    if (param.plane == ZEL_MPR_PLANE_YZ) {
+        param.center.x = param.center.y;
+        param.center.y = param.center.z;
+    } else if (param.plane == ZEL_MPR_PLANE_XZ) {
+        param.center.y = param.center.z;
+    }
+    param.center.z = 0.0f;
+    param.slicePosition.z = 0;
+    param.plane = ZEL_MPR_PLANE_XY;
+
+    auto* stacked = new (std::nothrow) ZelImage<T>(volume.GetMemoryAllocator());
+    if (!stacked) return nullptr;
+    if (stacked->Allocate(ZEL_ALIGNMENT_LINEAR, slab.width, slab.height, 1, false) != 0) {
+        delete stacked;
+        return nullptr;
+    }
+    const std::size_t pixels = static_cast<std::size_t>(slab.width) * slab.height;
+    if (slice < 0 || slice >= limit) {
+        ZelMPRFillBackground(stacked->GetDataPtr(), pixels, param.backgroundValue);
+        stacked->SetImageScale(outScale);
+        return stacked;
+    }
+
+    // thickness counts the steps between the first and the last slice, so
+    // the slab holds thickness + 1 slices (fewer at the volume's ends).
+    std::int64_t first, last;
+    if (centred) {
+        last = std::int64_t{slice} + thickness / 2;
+        first = std::max<std::int64_t>(last - thickness, 0);
+    } else {
+        first = slice;
+        last = std::int64_t{slice} + thickness;
+    }
+    last = std::min<std::int64_t>(last, limit - 1);
+    slab.first = static_cast<int>(first);
+    slab.count = static_cast<int>(last - first + 1);
+
+    // Only the two known layouts are read; any other leaves the image unwritten.
+    const int alignment = volume.GetAlignmentType();
+    if (alignment == ZEL_ALIGNMENT_LINEAR || alignment == ZEL_ALIGNMENT_TILED) {
+        const ZelMPRVolumeLayout layout(volume);
+        if (!StackSlab(static_cast<const T*>(volume.GetVoidDataPtr()), layout, slab, mode, stacked->GetDataPtr())) {
+            delete stacked;
+            return nullptr;
+        }
+    }
+
+    ZelImageBase* result = stacked;
+    if (filterStrength != 0) {
+        auto* filtered = new (std::nothrow) ZelImage<T>(volume.GetMemoryAllocator());
+        if (!filtered || filtered->Allocate(ZEL_ALIGNMENT_LINEAR, slab.width, slab.height, 1, false) != 0) {
+            delete filtered;
+            delete stacked;
+            return nullptr;
+        }
+        // The filter refuses anything but signed 16-bit slices; the image
+        // returned is then the new one, never written. Intended.
+        ZelMPRImageGenerator::GenerateFilterImage(filtered, stacked, filterStrength);
+        delete stacked;
+        result = filtered;
+    }
+    result->SetImageScale(outScale);
+    return result;
+}
+
+// Smoothing with weight k per neighbour, 128 - k for the centre, eight
+// times over: the weights sum to 1024. Values wrap to 16 bits.
+void Smooth(const short* src, short* dst, int width, int height, std::int64_t k)
+{
+    const auto row = [width](const short* p, int y) { return p + static_cast<std::ptrdiff_t>(y) * width; };
+    std::memcpy(dst, src, static_cast<std::size_t>(width) * sizeof(short));
+    std::memcpy(dst + static_cast<std::ptrdiff_t>(height - 1) * width, row(src, height - 1),
+                static_cast<std::size_t>(width) * sizeof(short));
+    const std::int64_t centreWeight = (128 - k) * 8;
+    for (int y = 1; y < height - 1; ++y) {
+        const short* up = row(src, y - 1);
+        const short* mid = row(src, y);
+        const short* down = row(src, y + 1);
+        short* o = dst + static_cast<std::ptrdiff_t>(y) * width;
+        o[0] = mid[0];
+        o[width - 1] = mid[width - 1];
+        for (int x = 1; x < width - 1; ++x) {
+            const std::int64_t ring = std::int64_t{up[x - 1]} + up[x] + up[x + 1] + mid[x - 1] + mid[x + 1] +
+                                      down[x - 1] + down[x] + down[x + 1];
+            o[x] = static_cast<short>(static_cast<std::uint16_t>((ring * k + mid[x] * centreWeight) >> 10));
+        }
+    }
+}
+
+}  // namespace
+
+bool ZelMPRImageGenerator::GenerateFilterImage(ZelImageBase* destination, ZelImageBase* source, int strength)
+{
+    if (strength == 0) return true;
+    if (!source || source->GetVoxelType() != ZEL_VOXEL_SHORT) return false;
+    // The destination must be a distinct signed 16-bit image of the source's
+    // size: anything else would be written out of bounds or read after being
+    // overwritten.
+    if (!destination || destination == source || destination->GetVoxelType() != ZEL_VOXEL_SHORT) return false;
+    const Zel3DVector<int> size = source->GetImageSize();
+    const Zel3DVector<int> destinationSize = destination->GetImageSize();
+    if (destinationSize.x != size.x || destinationSize.y != size.y || !source->GetVoidDataPtr() ||
+        !destination->GetVoidDataPtr()) {
+        return false;
+    }
+    const short* src = static_cast<const short*>(source->GetVoidDataPtr());
+    short* dst = static_cast<short*>(destination->GetVoidDataPtr());
+    const int width = size.x, height = size.y;
+    if (height < 3) {
+        std::memcpy(dst, src, static_cast<std::size_t>(std::min(height, 2)) * width * sizeof(short));
+        return true;
+    }
+
+    if (strength > 0) {
+        Smooth(src, dst, width, height, std::int64_t{strength} * 1024 / 900);
+        return true;
+    }
+    // Sharpening: push every inner pixel away from its smoothed value.
+    const std::int64_t amount = -std::int64_t{strength};
+    Smooth(src, dst, width, height, std::int64_t{100} * 1024 / 900);
+    for (int y = 1; y < height - 1; ++y) {
+        const short* s = src + static_cast<std::ptrdiff_t>(y) * width;
+        short* o = dst + static_cast<std::ptrdiff_t>(y) * width;
+        for (int x = 1; x < width - 1; ++x) {
+            const std::int64_t value = s[x] + (std::int64_t{s[x]} - o[x]) * amount / 16;
+            o[x] = static_cast<short>(static_cast<std::uint16_t>(value));
+        }
+    }
+    return true;
+}
+
+ZelImageBase* ZelMPRImageGenerator::GenerateFilterImage(ZelImageBase* volume, ZelMPRImageGeneratorParam& param,
+                                                        int filterStrength, int thickness, bool centred,
+                                                        ZelMPRStackImageMode mode)
+{
+    if (!volume || !volume->GetVoidDataPtr() || thickness < 0 || mode < ZEL_MPR_STACK_AVERAGE ||
+        mode > ZEL_MPR_STACK_GAUSSIAN) {
+        return nullptr;
+    }
+    switch (volume->GetVoxelType()) {
+    case ZEL_VOXEL_UCHAR: return StackedSlice<unsigned char>(*volume, param, filterStrength, thickness, centred, mode);
+    case ZEL_VOXEL_USHORT:
+        return StackedSlice<unsigned short>(*volume, param, filterStrength, thickness, centred, mode);
+    case ZEL_VOXEL_SHORT: return StackedSlice<short>(*volume, param, filterStrength, thickness, centred, mode);
+    default: return nullptr;
+    }
+}
