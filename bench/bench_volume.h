@@ -1,0 +1,46 @@
+// The benchmark volume shared by the reslicing benchmarks: a 512^3 signed
+// 16-bit head phantom, built once per process in both layouts.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "ZelImage.h"
+#include "phantom.h"
+
+// Spacing of the benchmark volume (mm): typical of a thin-slice head CT.
+constexpr float kBenchSpacingXY = 0.45f;
+constexpr float kBenchSpacingZ = 0.5f;
+constexpr int kBenchVolumeSize = 512;
+
+// The phantom in linear layout (tiled = false) or in 16^3 blocks (tiled =
+// true). Both are built on first use and live until the process ends; a
+// benchmark that cannot have its volume has nothing to measure, so running
+// out of memory ends the program.
+inline const ZelImage<short>& BenchVolume(bool tiled)
+{
+    struct Volumes {
+        std::unique_ptr<ZelImage<short>> linear;
+        std::unique_ptr<ZelImage<short>> tiled;
+        Volumes()
+        {
+            ZelPhantomOptions options;
+            options.sizeX = options.sizeY = options.sizeZ = kBenchVolumeSize;
+            options.spacingX = options.spacingY = kBenchSpacingXY;
+            options.spacingZ = kBenchSpacingZ;
+            options.alignment = ZEL_ALIGNMENT_LINEAR;
+            linear.reset(ZelMakeHeadPhantom(options));
+            if (linear) {
+                ZelImage<short>* copy = linear->Clone(ZEL_ALIGNMENT_TILED);
+                tiled.reset(copy);
+            }
+            if (!linear || !tiled) {
+                std::fprintf(stderr, "bench: no memory for the %d^3 benchmark volume\n", kBenchVolumeSize);
+                std::exit(1);
+            }
+        }
+    };
+    static const Volumes volumes;
+    return tiled ? *volumes.tiled : *volumes.linear;
+}
