@@ -12,7 +12,7 @@ namespace zel_oblique {
 // (see ZelObliqueImageGenerator::GenerateImage). An unknown slab mode is
 // supported with a null kernel: its rows are left unwritten. threaded is true
 // for the slab kernels. vectorFriendly says the volume suits the vector
-// kernels (size x >= 2, fewer than 2^31 elements); they are then used when
+// kernels (every size >= 2, fewer than 2^31 elements); they are then used when
 // the processor has them and they are allowed.
 bool SelectObliqueKernel(int voxelType, int alignment, int interpolation, int steps, int slabMode, bool vectorFriendly,
                          ObliqueRowKernel& kernel, bool& threaded);

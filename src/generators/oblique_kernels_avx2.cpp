@@ -10,6 +10,7 @@
 #include <immintrin.h>
 
 #include <climits>
+#include <cstddef>
 #endif
 
 namespace zel_oblique {
@@ -26,20 +27,25 @@ bool ObliqueAvx2Available()
 namespace {
 
 using std::int64_t;
+using std::ptrdiff_t;
 using std::uint32_t;
 
 // Per-call constants of the sample.
 struct Consts {
-    __m256i last[3];
+    __m256i high[3];  // last interpolation cell: (size - 1) * 32768 - 1
     __m256i strideY;  // linear: elements per row and per slice
     __m256i strideZ;
+    ptrdiff_t offsetY;  // the same as pointer offsets
+    ptrdiff_t offsetZ;
     __m256i blockRowY;  // tiled: elements per row of blocks and per layer of blocks
     __m256i blockRowZ;
     ZEL_AVX2 explicit Consts(const ObliqueSetup& s)
     {
-        for (int a = 0; a < 3; ++a) last[a] = _mm256_set1_epi32(s.size[a] - 1);
+        for (int a = 0; a < 3; ++a) high[a] = _mm256_set1_epi32((s.size[a] - 1) * 32768 - 1);
+        offsetY = s.size[0];
+        offsetZ = static_cast<ptrdiff_t>(s.size[0]) * s.size[1];
         strideY = _mm256_set1_epi32(s.size[0]);
-        strideZ = _mm256_set1_epi32(s.size[0] * s.size[1]);
+        strideZ = _mm256_set1_epi32(static_cast<int>(offsetZ));
         blockRowY = _mm256_set1_epi32(s.blocksX * 4096);
         blockRowZ = _mm256_set1_epi32(s.blocksPerSlice * 4096);
     }
@@ -75,31 +81,34 @@ ZEL_AVX2 inline __m256i JoinSplitPair(const short* volume, __m256i g, __m256i c,
 }
 
 // Eight interpolated samples; the arithmetic of the scalar Interpolate.
-// Each corner pair (x0, x0 + 1) is one 32-bit gather. Where x0 is the last
-// index the pair is read one element earlier with the weights swapped, so the
-// gather never reaches past the volume; in a tiled volume a pair that would
-// straddle two blocks (x0 & 15 == 15) is read one element earlier too and its
-// successor is fetched from the next block.
+// A position on the last index of an axis is moved to the end of the cell
+// before it: (size - 1) * 32768 becomes cell size - 2 with fraction 32767,
+// whose rounded weight puts the whole value on the last voxel, the very same
+// number the scalar sample computes. So every cell has a successor and each
+// corner pair (x0, x0 + 1) is one 32-bit gather that stays inside the volume
+// (this needs a size of at least 2 on every axis). In a tiled volume a pair
+// that would straddle two blocks (x0 & 15 == 15) is read one element earlier
+// and its successor is fetched from the next block.
 template <bool kTiled>
 ZEL_AVX2 inline __m256i Sample(const short* volume, const Consts& k, __m256i px, __m256i py, __m256i pz)
 {
+    px = _mm256_min_epi32(px, k.high[0]);
+    py = _mm256_min_epi32(py, k.high[1]);
+    pz = _mm256_min_epi32(pz, k.high[2]);
     const __m256i fraction = _mm256_set1_epi32(0x7fff);
+    const __m256i one = _mm256_set1_epi32(1);
+    const __m256i four = _mm256_set1_epi32(4);
     const __m256i x0 = _mm256_srli_epi32(px, 15);
     const __m256i y0 = _mm256_srli_epi32(py, 15);
     const __m256i z0 = _mm256_srli_epi32(pz, 15);
-    const __m256i one = _mm256_set1_epi32(1);
-    const __m256i four = _mm256_set1_epi32(4);
     const __m256i wx = _mm256_srli_epi32(_mm256_add_epi32(_mm256_and_si256(px, fraction), one), 1);
     const __m256i wy = _mm256_srli_epi32(_mm256_add_epi32(_mm256_and_si256(py, fraction), four), 3);
     const __m256i wz = _mm256_srli_epi32(_mm256_add_epi32(_mm256_and_si256(pz, fraction), four), 3);
-    const __m256i atLastX = _mm256_cmpeq_epi32(x0, k.last[0]);
-    const __m256i atLastY = _mm256_cmpeq_epi32(y0, k.last[1]);
-    const __m256i atLastZ = _mm256_cmpeq_epi32(z0, k.last[2]);
 
-    __m256i base;
-    __m256i dy;
-    __m256i dz;
-    __m256i split = _mm256_setzero_si256();
+    __m256i g00;
+    __m256i g10;
+    __m256i g01;
+    __m256i g11;
     if (kTiled) {
         const __m256i low = _mm256_set1_epi32(15);
         const __m256i xLow = _mm256_and_si256(x0, low);
@@ -111,41 +120,41 @@ ZEL_AVX2 inline __m256i Sample(const short* volume, const Consts& k, __m256i px,
             _mm256_add_epi32(_mm256_mullo_epi32(_mm256_srli_epi32(y0, 4), k.blockRowY), _mm256_slli_epi32(yLow, 4));
         const __m256i tz =
             _mm256_add_epi32(_mm256_mullo_epi32(_mm256_srli_epi32(z0, 4), k.blockRowZ), _mm256_slli_epi32(zLow, 8));
-        base = _mm256_add_epi32(tx, _mm256_add_epi32(ty, tz));
         // Successor steps: within a block 16 and 256, across a block edge the
         // jump to the next block's first row or slice.
-        const __m256i yEdge = _mm256_cmpeq_epi32(yLow, low);
-        const __m256i zEdge = _mm256_cmpeq_epi32(zLow, low);
-        dy = _mm256_blendv_epi8(_mm256_set1_epi32(16), _mm256_sub_epi32(k.blockRowY, _mm256_set1_epi32(240)), yEdge);
-        dz = _mm256_blendv_epi8(_mm256_set1_epi32(256), _mm256_sub_epi32(k.blockRowZ, _mm256_set1_epi32(3840)), zEdge);
-        split = _mm256_andnot_si256(atLastX, _mm256_cmpeq_epi32(xLow, low));
+        const __m256i dy =
+            _mm256_blendv_epi8(_mm256_set1_epi32(16), _mm256_sub_epi32(k.blockRowY, _mm256_set1_epi32(240)),
+                               _mm256_cmpeq_epi32(yLow, low));
+        const __m256i dz =
+            _mm256_blendv_epi8(_mm256_set1_epi32(256), _mm256_sub_epi32(k.blockRowZ, _mm256_set1_epi32(3840)),
+                               _mm256_cmpeq_epi32(zLow, low));
+        const __m256i split = _mm256_cmpeq_epi32(xLow, low);
+        // split is -1 where set: those pairs are read one element earlier.
+        const __m256i c00 = _mm256_add_epi32(_mm256_add_epi32(tx, split), _mm256_add_epi32(ty, tz));
+        const __m256i c10 = _mm256_add_epi32(c00, dy);
+        const __m256i c01 = _mm256_add_epi32(c00, dz);
+        const __m256i c11 = _mm256_add_epi32(c01, dy);
+        g00 = Gather(volume, c00);
+        g10 = Gather(volume, c10);
+        g01 = Gather(volume, c01);
+        g11 = Gather(volume, c11);
+        if (!_mm256_testz_si256(split, split)) {
+            g00 = JoinSplitPair(volume, g00, c00, split);
+            g10 = JoinSplitPair(volume, g10, c10, split);
+            g01 = JoinSplitPair(volume, g01, c01, split);
+            g11 = JoinSplitPair(volume, g11, c11, split);
+        }
     } else {
-        base = _mm256_add_epi32(x0,
-                                _mm256_add_epi32(_mm256_mullo_epi32(y0, k.strideY), _mm256_mullo_epi32(z0, k.strideZ)));
-        dy = k.strideY;
-        dz = k.strideZ;
+        const __m256i c00 = _mm256_add_epi32(
+            x0, _mm256_add_epi32(_mm256_mullo_epi32(y0, k.strideY), _mm256_mullo_epi32(z0, k.strideZ)));
+        // The other three rows of the cell are fixed distances away.
+        g00 = Gather(volume, c00);
+        g10 = Gather(volume + k.offsetY, c00);
+        g01 = Gather(volume + k.offsetZ, c00);
+        g11 = Gather(volume + k.offsetY + k.offsetZ, c00);
     }
-    dy = _mm256_andnot_si256(atLastY, dy);
-    dz = _mm256_andnot_si256(atLastZ, dz);
-    // Masks are -1: adding them reads one element earlier.
-    const __m256i c00 = _mm256_add_epi32(base, _mm256_or_si256(atLastX, split));
-    const __m256i c10 = _mm256_add_epi32(c00, dy);
-    const __m256i c01 = _mm256_add_epi32(c00, dz);
-    const __m256i c11 = _mm256_add_epi32(c01, dy);
-    __m256i g00 = Gather(volume, c00);
-    __m256i g10 = Gather(volume, c10);
-    __m256i g01 = Gather(volume, c01);
-    __m256i g11 = Gather(volume, c11);
-    if (kTiled && !_mm256_testz_si256(split, split)) {
-        g00 = JoinSplitPair(volume, g00, c00, split);
-        g10 = JoinSplitPair(volume, g10, c10, split);
-        g01 = JoinSplitPair(volume, g01, c01, split);
-        g11 = JoinSplitPair(volume, g11, c11, split);
-    }
-    // Weights (16384 - wx, wx) as two 16-bit halves; swapped to (0, 16384)
-    // where the pair was read one element earlier at the last index.
-    __m256i weights = _mm256_or_si256(_mm256_sub_epi32(_mm256_set1_epi32(16384), wx), _mm256_slli_epi32(wx, 16));
-    weights = _mm256_blendv_epi8(weights, _mm256_slli_epi32(weights, 16), atLastX);
+    // Weights (16384 - wx, wx) as two 16-bit halves.
+    const __m256i weights = _mm256_or_si256(_mm256_sub_epi32(_mm256_set1_epi32(16384), wx), _mm256_slli_epi32(wx, 16));
     const __m256i round12 = _mm256_set1_epi32(2048);
     const __m256i b0 =
         _mm256_srai_epi32(_mm256_add_epi32(Lerp12(BlendX(g00, weights), BlendX(g10, weights), wy), round12), 12);

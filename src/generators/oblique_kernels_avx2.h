@@ -17,7 +17,8 @@ bool ObliqueAvx2Available();
 // Renders columns first, first + 8, ... of one row while a whole group of
 // eight fits before end, and returns the first column not rendered. Every
 // sample of those columns must lie inside the volume (0 <= p <= (size - 1) <<
-// 15); the volume needs size x >= 2 and fewer than 2^31 elements. rowStart is
+// 15); the volume needs a size of at least 2 on every axis and fewer than
+// 2^31 elements. rowStart is
 // the 17.15 position of column 0. Mode: 0 average, 1 maximum, 2 minimum.
 template <bool kTiled, int kMode>
 int ObliqueSlabSpanAvx2(const ObliqueSetup& s, const std::int64_t rowStart[3], int first, int end, short* out);

@@ -76,7 +76,9 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
     const int n = slabSteps > 0.0f ? static_cast<int>(slabSteps) : 0;
 
     ObliqueSetup& setup = plan.setup;
-    const bool vectorFriendly = volume->GetImageSize().x >= 2 && volume->GetElementCount() < (1LL << 31);
+    const Zel3DVector<int> volumeSize = volume->GetImageSize();
+    const bool vectorFriendly =
+        volumeSize.x >= 2 && volumeSize.y >= 2 && volumeSize.z >= 2 && volume->GetElementCount() < (1LL << 31);
     if (!SelectObliqueKernel(volume->GetVoxelType(), volume->GetAlignmentType(), param.interpolation, n, param.slabMode,
                              vectorFriendly, plan.kernel, plan.threaded))
         return ObliquePrepared::kUnsupported;
