@@ -193,6 +193,30 @@ ZEL_AVX2 inline void Store(short* out, __m256i v)
     Store(out, _mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
 }
 
+template <int kMode>
+ZEL_AVX2 inline __m256i Combine(__m256i acc, __m256i v)
+{
+    if (kMode == 0) return _mm256_add_epi32(acc, v);
+    if (kMode == 1) return _mm256_max_epi32(acc, v);
+    return _mm256_min_epi32(acc, v);
+}
+
+// Stores eight slab results; the average divides the sum by the sample count.
+// |sum| < 2^31 and the count is small, so the double quotient truncates to
+// the integer quotient exactly.
+template <int kMode>
+ZEL_AVX2 inline void StoreSlab(short* out, __m256i acc, __m256d count)
+{
+    if (kMode == 0) {
+        const __m128i low = _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(_mm256_castsi256_si128(acc)), count));
+        const __m128i high =
+            _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(_mm256_extracti128_si256(acc, 1)), count));
+        Store(out, low, high);
+    } else {
+        Store(out, acc);
+    }
+}
+
 template <bool kTiled, int kMode>
 ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int first, int end, short* out)
 {
@@ -201,11 +225,28 @@ ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int firs
     const __m256i normal[3] = {_mm256_set1_epi32(s.normal[0]), _mm256_set1_epi32(s.normal[1]),
                                _mm256_set1_epi32(s.normal[2])};
     const int n = s.steps;
-    // |sum| < 2^31 and the count is small: the double quotient truncates to
-    // the integer quotient exactly.
     const __m256d count = _mm256_set1_pd(n + 1);
     Columns columns(s, rowStart, first);
     int i = first;
+    // Two groups of eight columns at a time: their samples are independent,
+    // which keeps more gathers in flight while earlier ones wait for memory.
+    for (; i + 16 <= end; i += 16) {
+        __m256i a[2][3];
+        for (int g = 0; g < 2; ++g) {
+            for (int axis = 0; axis < 3; ++axis) a[g][axis] = columns.p[axis];
+            columns.Next();
+        }
+        __m256i acc0 = Sample<kTiled>(volume, k, a[0][0], a[0][1], a[0][2]);
+        __m256i acc1 = Sample<kTiled>(volume, k, a[1][0], a[1][1], a[1][2]);
+        for (int step = 0; step < n; ++step) {
+            for (int g = 0; g < 2; ++g)
+                for (int axis = 0; axis < 3; ++axis) a[g][axis] = _mm256_add_epi32(a[g][axis], normal[axis]);
+            acc0 = Combine<kMode>(acc0, Sample<kTiled>(volume, k, a[0][0], a[0][1], a[0][2]));
+            acc1 = Combine<kMode>(acc1, Sample<kTiled>(volume, k, a[1][0], a[1][1], a[1][2]));
+        }
+        StoreSlab<kMode>(out + i, acc0, count);
+        StoreSlab<kMode>(out + i + 8, acc1, count);
+    }
     for (; i + 8 <= end; i += 8) {
         __m256i px = columns.p[0];
         __m256i py = columns.p[1];
@@ -215,23 +256,9 @@ ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int firs
             px = _mm256_add_epi32(px, normal[0]);
             py = _mm256_add_epi32(py, normal[1]);
             pz = _mm256_add_epi32(pz, normal[2]);
-            const __m256i v = Sample<kTiled>(volume, k, px, py, pz);
-            if (kMode == 0)
-                acc = _mm256_add_epi32(acc, v);
-            else if (kMode == 1)
-                acc = _mm256_max_epi32(acc, v);
-            else
-                acc = _mm256_min_epi32(acc, v);
+            acc = Combine<kMode>(acc, Sample<kTiled>(volume, k, px, py, pz));
         }
-        if (kMode == 0) {
-            const __m128i low =
-                _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(_mm256_castsi256_si128(acc)), count));
-            const __m128i high =
-                _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(_mm256_extracti128_si256(acc, 1)), count));
-            Store(out + i, low, high);
-        } else {
-            Store(out + i, acc);
-        }
+        StoreSlab<kMode>(out + i, acc, count);
         columns.Next();
     }
     return i;
