@@ -175,6 +175,7 @@ void BM_Oblique(benchmark::State& state, BenchCase c, bool tiled, int threads)
     state.counters["vtk_ms"] = vtkMs;
     state.counters["ours/vtk"] = oursMs / vtkMs;
     state.counters["vtk_threads"] = vtk.reslice->GetNumberOfThreads();
+    state.counters["vtk_smp"] = vtk.reslice->GetEnableSMP() ? 1 : 0;
     // Mean absolute difference of the two pictures: a check that both cut the
     // same plane (they differ only in rounding and at the volume's edge).
     const short* mine = static_cast<const short*>(ours->GetVoidDataPtr());

@@ -31,7 +31,7 @@
 //   v0 * (16384 - wx) + v1 * wx and the y blend are kept in eighths of a unit,
 //   the z blend is rounded to a whole value; every rounding is half up. The
 //   result is within 5/8 of exact trilinear plus the steepest neighbour
-//   difference times 2.1e-4 (well below one unit for CT data). A sample is
+//   difference times 2.8e-4 (well below one unit for CT data). A sample is
 //   inside when 0 <= position <= size - 1 on every axis (the range
 //   DisplayToVoxel reports as inside); at the last index the successor's
 //   weight is 0 and it is not read. On processors with AVX2 eight columns are
@@ -72,7 +72,7 @@ struct ZEL_API ZelObliqueImageGeneratorParam {
     int backgroundValue;              // shown outside the volume, truncated to the voxel type; 0
     int interpolation;                // 0 nearest, 1 interpolated, anything else fails; 1
     int slabMode;                     // ZEL_OBLIQUE_SLAB_MODE; deliberately left unset by the constructor
-    float thickness;                  // slab thickness in the units of the voxel spacing; 0
+    float thickness;                  // slab thickness in the units of the voxel spacing (below 0: 0); 0
 
     // Every field but slabMode gets the default above: a caller who asks for a
     // slab has to choose its mode.

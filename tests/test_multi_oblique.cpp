@@ -173,10 +173,6 @@ TEST(MultiOblique, VolumesByIndex)
     EXPECT_EQ(base.GetImage(), v.pet.get());
     const ZelMultiObliqueImageGenerator copy = multi;
     EXPECT_EQ(copy.GetImage(2), v.pet.get());
-    ZelMultiObliqueImageGeneratorImageParam image;
-    EXPECT_EQ(image.interpolation, 1);
-    EXPECT_EQ(image.slabMode, ZEL_OBLIQUE_SLAB_AVERAGE);
-    EXPECT_EQ(ZelMultiObliqueImageGeneratorParam().pixelSpacing, 1.0f);
 }
 
 }  // namespace

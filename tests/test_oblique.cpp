@@ -400,22 +400,6 @@ TEST(ObliqueGenerate, SlabModeScaleAndAllocator)
     EXPECT_FLOAT_EQ(made->GetImageScale().x, 0.25f);
 }
 
-TEST(ObliqueParam, DefaultsAndCopy)
-{
-    ZelObliqueImageGeneratorParam p;
-    EXPECT_EQ(p.zoom, 1.0f);
-    EXPECT_EQ(p.interpolation, 1);
-    EXPECT_EQ(p.backgroundValue, 0);
-    EXPECT_EQ(p.thickness, 0.0f);
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) EXPECT_EQ(p.orientation.m[i][j], i == j ? 1.0f : 0.0f);
-    p.slabMode = 2;
-    p.center = {1, 2, 3};
-    const ZelObliqueImageGeneratorParam q = p;
-    EXPECT_EQ(q.slabMode, 2);
-    EXPECT_EQ(q.center.z, 3.0f);
-}
-
 #ifdef __linux__
 // A volume whose voxels touch inaccessible pages on both sides: the vector
 // gathers must not reach past either end, at the first or the last voxel.
