@@ -18,6 +18,7 @@
 #include "ZelImageGeneratorTable.h"
 #include "ZelMPRImageGenerator.h"
 #include "ZelMatrix3x3.h"
+#include "ZelMultiObliqueImageGenerator.h"
 #include "ZelObliqueImageGenerator.h"
 #include "ZelParallel.h"
 #include "ZelRGBABase.h"

@@ -1,0 +1,86 @@
+// Checks and fixed-point set-up of one oblique image, shared by the oblique
+// and the multi-oblique generators: everything a row kernel needs, computed
+// once per call before any pixel is written.
+#pragma once
+
+#include <cstdint>
+
+#include "ZelImageBase.h"
+#include "ZelObliqueImageGenerator.h"
+
+namespace zel_oblique {
+
+// Longest slab, in steps: keeps the average's integer sum well inside 32 bits
+// and is longer than the diagonal of any volume the library meets.
+constexpr int kMaxSlabSteps = 16384;
+
+// Everything the row kernels read. Positions and steps are 17.15 fixed point
+// in voxel index units.
+struct ObliqueSetup {
+    const void* volume;
+    int size[3];
+    int blocksX;
+    int blocksPerSlice;
+    void* output;  // linear rows of `width` elements
+    int width;
+    int height;
+    int start[3];   // first sample of row 0, column 0 (slab: the slab's first plane)
+    int right[3];   // per column
+    int down[3];    // per row
+    int normal[3];  // per slab step
+    int steps;      // slab steps n; n + 1 samples per pixel
+    int background;
+    int slabMode;
+    // Inclusive upper bounds of the inside test per axis: nearest sampling
+    // (size - 0.5 voxel, exclusive, so minus one unit) and interpolated
+    // sampling (size - 1 voxel). The lower bounds are -16384 and 0.
+    std::int64_t nearestHigh[3];
+    std::int64_t linearHigh[3];
+};
+
+// Renders one output row. Rows are independent: any number of threads may run
+// different rows of one set-up at once.
+using ObliqueRowKernel = void (*)(const ObliqueSetup& setup, int row);
+
+struct ObliquePlan {
+    ObliqueSetup setup;
+    ObliqueRowKernel kernel;  // null: the rows are left as they are (unknown slab mode)
+    bool threaded;            // slab rows are spread over the workers
+    float outputScale;        // m / zoom
+};
+
+enum class ObliquePrepared {
+    kRejected,     // nothing to do, the output is left alone
+    kUnsupported,  // the combination has no kernel; only the output's scale is to be set
+    kReady,
+};
+
+// Smallest spacing m and the normalised spacing s = scale / m of a volume;
+// false when a spacing is not positive and finite.
+bool ObliqueNormalisedSpacing(const ZelImageBase& volume, float s[3], float& m);
+
+// Checks volume, output and parameters and fills plan. Writes nothing.
+ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* output,
+                               const ZelObliqueImageGeneratorParam& param, ObliquePlan& plan);
+
+// Runs every row of a prepared plan on the calling thread, or over the
+// workers when the plan is threaded.
+void RunOblique(const ObliquePlan& plan);
+
+// Columns [first, last) of one row, clamped to [0, width), whose samples
+// p + i * step satisfy low <= sample <= high[axis] on every axis.
+struct ObliqueSpan {
+    int first;
+    int last;
+};
+ObliqueSpan ObliqueInsideSpan(const std::int64_t p[3], const int step[3], std::int64_t low, const std::int64_t high[3],
+                              int width);
+
+// 17.15 position of column 0 of a row.
+inline void ObliqueRowStart(const ObliqueSetup& s, int row, std::int64_t p[3])
+{
+    for (int a = 0; a < 3; ++a)
+        p[a] = static_cast<std::int64_t>(s.start[a]) + static_cast<std::int64_t>(row) * s.down[a];
+}
+
+}  // namespace zel_oblique
