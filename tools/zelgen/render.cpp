@@ -281,15 +281,16 @@ bool RenderPicture(ZelImageBase* image, const RenderPlan& plan, int slice, ZelIm
 bool PreferTiled(const Volume& volume, const RenderPlan& plan, int pictures, LayoutChoice choice)
 {
     if (choice != LayoutChoice::Auto) return choice == LayoutChoice::Tiled;
-    // Axial planes read whole rows of a linear volume; other planes touch one
-    // cache line per voxel there, which the 16x16x16 blocks avoid. Tiling
-    // costs one pass over the whole volume, so it pays only when the
+    // Measured on a 512x512x256 volume: the MPR generator's walks over a
+    // linear volume beat the tiled ones on every plane, coronal and sagittal
+    // series included, before even counting the copy. Oblique walks cross
+    // slices at every step, where the 16x16x16 blocks keep neighbours close;
+    // tiling costs one pass over the volume, so it pays only when the
     // pictures read much of it.
-    if (!plan.oblique && plan.mprPlane == 2) return false;
+    if (!plan.oblique) return false;
     const Zel3DVector<int> size = volume.Size();
     const double voxels = static_cast<double>(size.x) * size.y * size.z;
     if (voxels < 8e6) return false;
-    const double perPicture = static_cast<double>(plan.width) * plan.height * (plan.slabSteps + 1);
-    const double thickness = plan.oblique ? std::max(1.0f, plan.obliqueParam.thickness) : 1.0;
-    return perPicture * thickness * pictures * 8.0 > voxels;
+    const double planes = plan.obliqueSlab ? std::max(1.0f, plan.obliqueParam.thickness) : 1.0;
+    return static_cast<double>(plan.width) * plan.height * planes * pictures * 8.0 > voxels;
 }
