@@ -366,7 +366,10 @@ TEST_F(Zelgen, PicturesAreRadiological)
         {"--plane axial --flip-h", "top-left"},
         {"--plane coronal --rotate 90", "bottom-right"},
         {"--plane coronal --rotate 180", "bottom-left"},
-        {"--plane axial --tilt 0", "top-right"},  // the oblique generator agrees
+        // The oblique generator agrees (through the patient point named).
+        {"--plane axial --tilt 0 @0,0,3", "top-right"},
+        {"--plane coronal --tilt 0 @0,3,0", "top-right"},
+        {"--plane sagittal --normal 1,0,0 @-3,0,0", "top-left"},
     };
     for (const Storage& s : storages) {
         TestVolume v = MakeVolume(12, 12, 12, s.m);
@@ -381,20 +384,29 @@ TEST_F(Zelgen, PicturesAreRadiological)
                 }
         WriteNifti(Path("m.nii"), v, 1, DT_INT16);
         for (const View& view : views) {
-            // Cut through the marker: the slice nearest patient (-3, 3, 3) mm.
+            // Cut through the marker: the slice nearest patient (-3, 3, 3)
+            // mm, or an oblique plane through the point after '@'.
             std::string args = view.args;
-            if (args.find("--tilt") == std::string::npos) {
-                const char* axis = std::strstr(view.args, "axial")     ? "3"
-                                   : std::strstr(view.args, "coronal") ? "3"
-                                                                       : "-3";
+            const std::size_t at = args.find('@');
+            if (at == std::string::npos) {
+                const char* axis = std::strstr(view.args, "sagittal") ? "-3" : "3";
                 args += std::string(" --position ") + axis;
+            } else {
+                double p[3];
+                ASSERT_EQ(std::sscanf(args.c_str() + at + 1, "%lf,%lf,%lf", &p[0], &p[1], &p[2]), 3);
+                // The transform is a signed permutation: its inverse is its transpose.
+                double index[3] = {0, 0, 0};
+                for (int c = 0; c < 3; ++c)
+                    for (int r = 0; r < 3; ++r) index[c] += v.m[r][c] * (p[r] - v.m[r][3]);
+                char centre[96];
+                std::snprintf(centre, sizeof(centre), "--center %g,%g,%g", index[0], index[1], index[2]);
+                args = args.substr(0, at) + centre;
             }
             const Result r =
                 Run("render " + Path("m.nii") + " " + args + " --window 100,500 --nearest -o " + Path("q.png"));
             ASSERT_EQ(r.status, 0) << r.err;
             Picture p;
             ASSERT_TRUE(ReadPng(Path("q.png"), p));
-            if (args.find("--tilt") != std::string::npos) continue;  // the middle plane misses the marker
             EXPECT_EQ(Quadrant(p), view.quadrant) << s.name << " " << args;
         }
     }
