@@ -37,6 +37,17 @@ const Lesion kLesions[] = {{{0.30f, 0.35f, 0.20f, 0.045f, 0.04f, 0.05f}, 72},
                            {{0.18f, -0.50f, 0.35f, 0.025f, 0.025f, 0.03f}, 68},
                            {{-0.20f, 0.50f, -0.30f, 0.05f, 0.05f, 0.06f}, 75}};
 
+// The face, low and in front (v < 0 is anterior, w < 0 inferior, u < 0 the
+// patient's right): eyes with their lenses in orbits of fat, and a nose that
+// stands out of the head. They make the orientation of every plane plain to
+// see.
+const Ellipsoid kOrbits[] = {{-0.30f, -0.64f, -0.32f, 0.17f, 0.19f, 0.16f},
+                             {0.30f, -0.64f, -0.32f, 0.17f, 0.19f, 0.16f}};
+const Ellipsoid kEyes[] = {{-0.30f, -0.66f, -0.32f, 0.12f, 0.12f, 0.12f}, {0.30f, -0.66f, -0.32f, 0.12f, 0.12f, 0.12f}};
+const Ellipsoid kLenses[] = {{-0.30f, -0.765f, -0.32f, 0.05f, 0.022f, 0.05f},
+                             {0.30f, -0.765f, -0.32f, 0.05f, 0.022f, 0.05f}};
+const Ellipsoid kNose{0.0f, -0.84f, -0.50f, 0.07f, 0.13f, 0.18f};
+
 // Cheap deterministic hash noise in -6..6.
 int Noise(int x, int y, int z)
 {
@@ -57,6 +68,13 @@ void VesselCentre(float w, float& u, float& v)
 
 short Tissue(float u, float v, float w)
 {
+    for (int side = 0; side < 2; ++side)
+        if (kOrbits[side].Radius2(u, v, w) <= 1.0f) {
+            if (kLenses[side].Radius2(u, v, w) <= 1.0f) return 95;
+            if (kEyes[side].Radius2(u, v, w) <= 1.0f) return 12;
+            return kHead.Radius2(u, v, w) > 1.0f ? -1000 : -90;  // orbital fat
+        }
+    if (kNose.Radius2(u, v, w) <= 1.0f) return 40;
     if (kHead.Radius2(u, v, w) > 1.0f) return -1000;
     const float outer = kSkullOuter.Radius2(u, v, w);
     if (outer > 1.0f) return 40;  // scalp

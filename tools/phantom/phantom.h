@@ -18,9 +18,11 @@ struct ZelPhantomOptions {
 // Head phantom filling the field of view: air (-1000), scalp (40), skull
 // (cortical bone 1400 around a diploe of 700), brain (grey matter 38 around
 // white matter 28), two lateral ventricles (6), four small hyperdense lesions
-// (68 to 80) and a contrast-filled vessel (330) that winds through the brain
-// from bottom to top. Null when memory cannot be had; the caller owns the
-// result. The same options always give the same voxels.
+// (68 to 80), a contrast-filled vessel (330) that winds through the brain
+// from bottom to top, and a face: eyes (12) with lenses (95) in orbital fat
+// (-90), and a nose. Stored in DICOM order: x runs to the patient's left, y
+// to the back, z to the head. Null when memory cannot be had; the caller owns
+// the result. The same options always give the same voxels.
 ZelImage<short>* ZelMakeHeadPhantom(const ZelPhantomOptions& options = ZelPhantomOptions());
 
 // Centre line of the phantom's vessel at height z (voxel units), in voxel
