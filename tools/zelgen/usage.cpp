@@ -84,7 +84,7 @@ const char* RenderUsage()
            "                        with a progress bar when standard error is a terminal\n"
            "  --threads N           worker threads (default: every core)\n"
            "  --layout L            auto (default), linear or tiled: how the volume is held in memory;\n"
-           "                        auto holds large volumes tiled for oblique slabs\n"
+           "                        auto holds large volumes tiled for sagittal series and oblique planes\n"
            "  --quiet               no notes on standard error\n"
            "\n"
            "Orientation: pictures are shown the radiological way. Axial: the patient's left\n"
