@@ -4,11 +4,13 @@
 // A table of our time against VTK's is printed when the program ends.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ZelMPRImageGenerator.h"
@@ -232,8 +234,9 @@ void RunVtk(benchmark::State& state, const MprCase& c, bool oneThread)
     // the multithreader by the filter's thread count (set in MakeReslice),
     // SMP by its backend's thread count. (VTK 9.1 with TBB keeps a
     // LocalScope's count after the scope and ignores Initialize(0), so the
-    // default count is noted before the first change and set back by value.)
-    static const int defaultThreads = vtkSMPTools::GetEstimatedNumberOfThreads();
+    // default, one thread per processor, is set back by value. Other
+    // benchmarks in this program may have pinned VTK before this runs.)
+    static const int defaultThreads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
     vtkSMPTools::Initialize(oneThread ? 1 : defaultThreads);
     Timed(state, oneThread ? timing.vtkOne : timing.vtkDefault, [&] {
         reslice->Modified();
