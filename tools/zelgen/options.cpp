@@ -11,7 +11,7 @@ namespace {
 
 // One option of a command: its name, whether it takes a value, and what it
 // does with it.
-struct OptionSpec {
+struct OptionRule {
     const char* name;
     bool takesValue;
     std::function<bool(const std::string& value, std::string& error)> apply;
@@ -25,7 +25,7 @@ bool Fail(std::string& error, const std::string& message)
 
 // Walks the arguments: options from the table (as "--name value" or
 // "--name=value"), and at most one positional argument (the input file).
-bool ParseArguments(const std::vector<std::string>& args, const std::vector<OptionSpec>& specs, std::string& positional,
+bool ParseArguments(const std::vector<std::string>& args, const std::vector<OptionRule>& rules, std::string& positional,
                     bool& helpAsked, std::string& error)
 {
     helpAsked = false;
@@ -49,18 +49,18 @@ bool ParseArguments(const std::vector<std::string>& args, const std::vector<Opti
             value = arg.substr(eq + 1);
             inlineValue = true;
         }
-        const OptionSpec* spec = nullptr;
-        for (const OptionSpec& s : specs)
-            if (name == s.name) spec = &s;
-        if (!spec) return Fail(error, "unknown option '" + name + "' (see --help)");
-        if (spec->takesValue && !inlineValue) {
+        const OptionRule* rule = nullptr;
+        for (const OptionRule& s : rules)
+            if (name == s.name) rule = &s;
+        if (!rule) return Fail(error, "unknown option '" + name + "' (see --help)");
+        if (rule->takesValue && !inlineValue) {
             if (i + 1 >= args.size()) return Fail(error, "option " + name + " needs a value");
             value = args[++i];
-        } else if (!spec->takesValue && inlineValue) {
+        } else if (!rule->takesValue && inlineValue) {
             return Fail(error, "option " + name + " takes no value");
         }
         std::string why;
-        if (!spec->apply(value, why)) return Fail(error, why);
+        if (!rule->apply(value, why)) return Fail(error, why);
     }
     return true;
 }
@@ -70,7 +70,7 @@ bool ParseTriple(const std::string& text, const char* what, double lo, double hi
     return ParseDoubleList(text, 3, lo, hi, out, error, what);
 }
 
-std::vector<OptionSpec> InputSpecs(InputOptions& in)
+std::vector<OptionRule> InputRules(InputOptions& in)
 {
     return {
         {"--phantom", false,
@@ -182,7 +182,7 @@ bool ParseWindow(const std::string& v, RenderOptions& o, std::string& e)
     return true;
 }
 
-std::vector<OptionSpec> RenderSpecs(RenderOptions& o)
+std::vector<OptionRule> RenderSpecs(RenderOptions& o)
 {
     auto flag = [](bool& target) {
         return [&target](const std::string&, std::string&) {
@@ -190,7 +190,7 @@ std::vector<OptionSpec> RenderSpecs(RenderOptions& o)
             return true;
         };
     };
-    std::vector<OptionSpec> specs = {
+    std::vector<OptionRule> rules = {
         {"-o", true,
          [&o](const std::string& v, std::string& e) {
              if (v.empty()) return Fail(e, "-o needs a file name");
@@ -328,8 +328,8 @@ std::vector<OptionSpec> RenderSpecs(RenderOptions& o)
          }},
         {"--quiet", false, flag(o.quiet)},
     };
-    for (OptionSpec& s : InputSpecs(o.input)) specs.push_back(std::move(s));
-    return specs;
+    for (OptionRule& s : InputRules(o.input)) rules.push_back(std::move(s));
+    return rules;
 }
 
 }  // namespace
@@ -410,7 +410,7 @@ bool ParseDoubleList(const std::string& text, int count, double lo, double hi, d
 bool ParseInfoOptions(const std::vector<std::string>& args, InputOptions& input, bool& helpAsked, std::string& error)
 {
     std::string positional;
-    if (!ParseArguments(args, InputSpecs(input), positional, helpAsked, error)) return false;
+    if (!ParseArguments(args, InputRules(input), positional, helpAsked, error)) return false;
     return helpAsked || CheckInput(input, positional, error);
 }
 
