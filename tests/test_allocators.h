@@ -1,5 +1,6 @@
-// Allocators for tests: one that counts and can refuse, one that moves its
-// block on demand and tells the owner.
+// An allocator for tests: counts live blocks, can refuse, hands out blocks
+// that are not zeroed (unlike the default), and can move its latest block and
+// tell the owner, as a compacting host heap would.
 #pragma once
 
 #include <cstdlib>
@@ -11,12 +12,16 @@
 struct CountingAllocator : ZelIMemoryAllocator {
     bool refuse = false;
     int live = 0;
-    bool Allocate(ZelAllocationRecord& record, ZelIRelocationEvent*, std::size_t bytes) override
+    void* latest = nullptr;
+    void* movedFrom = nullptr;
+    ZelIRelocationEvent* owner = nullptr;
+    bool Allocate(ZelAllocationRecord& record, ZelIRelocationEvent* event, std::size_t bytes) override
     {
         if (refuse) return false;
-        record.address = std::malloc(bytes);
-        std::memset(record.address, 0xCD, bytes);  // not zeroed, unlike the default
+        record.address = latest = std::malloc(bytes);
+        std::memset(record.address, 0xCD, bytes);
         record.tag = bytes;
+        owner = event;
         ++live;
         return true;
     }
@@ -27,37 +32,18 @@ struct CountingAllocator : ZelIMemoryAllocator {
         --live;
     }
     std::size_t GetSize(const ZelAllocationRecord& record) const override { return record.tag; }
-    void QueryRelocation(ZelAllocationRecord&) override {}
-};
-
-// Holds at most one block; Move() copies it elsewhere, frees the old place and
-// calls the owner's OnRelocated.
-struct MovingAllocator : ZelIMemoryAllocator {
-    void* current = nullptr;
-    std::size_t bytes = 0;
-    ZelIRelocationEvent* owner = nullptr;
-    bool Allocate(ZelAllocationRecord& record, ZelIRelocationEvent* event, std::size_t size) override
+    void QueryRelocation(ZelAllocationRecord& record) override
     {
-        current = std::calloc(size, 1);
-        bytes = size;
-        owner = event;
-        record.address = current;
-        return current != nullptr;
+        if (record.address == movedFrom) record.address = latest;
     }
-    void Free(ZelAllocationRecord& record) override
+    // Copies the latest block of `bytes` elsewhere; the owner hears of it
+    // before the old place is freed.
+    void Move(std::size_t bytes)
     {
-        std::free(current);
-        current = nullptr;
-        record.address = nullptr;
-    }
-    std::size_t GetSize(const ZelAllocationRecord&) const override { return bytes; }
-    void QueryRelocation(ZelAllocationRecord& record) override { record.address = current; }
-    void Move()
-    {
-        void* moved = std::malloc(bytes);
-        std::memcpy(moved, current, bytes);
-        std::free(current);
-        current = moved;
+        movedFrom = latest;
+        latest = std::malloc(bytes);
+        std::memcpy(latest, movedFrom, bytes);
         owner->OnRelocated();
+        std::free(movedFrom);
     }
 };

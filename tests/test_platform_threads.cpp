@@ -2,6 +2,7 @@
 // locks and user data.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <thread>
@@ -31,38 +32,27 @@ TEST(CPUController, OverrideThenEnvironmentThenSystem)
 }
 
 // Every row is done exactly once, whatever the number of workers.
-TEST(Parallel, RowsAreEachDoneOnce)
+// Every row is done exactly once, whatever the number of workers; the static
+// split hands out the contiguous shares k * lines / t .. (k + 1) * lines / t.
+TEST(Parallel, EveryRowOnceAndSplitInOrder)
 {
     for (int workers : {1, 2, 3, 7, 16}) {
-        for (int rows : {0, 1, 5, 100}) {
+        for (int rows : {0, 1, 2, 5, 64, 100}) {
             std::vector<std::atomic<int>> done(static_cast<std::size_t>(rows));
             ZelParallelRows(rows, workers, [&](int row) { done[static_cast<std::size_t>(row)]++; });
             for (auto& d : done) ASSERT_EQ(d.load(), 1) << workers << " workers, " << rows << " rows";
-        }
-    }
-}
 
-TEST(Parallel, StaticSplitCoversLinesInOrder)
-{
-    for (int workers : {1, 2, 3, 8}) {
-        for (int lines : {1, 2, 7, 64}) {
-            std::vector<int> owner(static_cast<std::size_t>(lines), -1);
-            ZelParallelSplit(lines, workers, [&](int begin, int end) {
+            std::vector<int> owner(static_cast<std::size_t>(rows), -1);
+            ZelParallelSplit(rows, workers, [&](int begin, int end) {
                 for (int i = begin; i < end; ++i) owner[static_cast<std::size_t>(i)] = begin;
             });
-            const int t = workers < lines ? workers : lines;
+            const int t = std::min(workers, rows);
             for (int k = 0; k < t; ++k) {
-                const int begin = k * lines / t;
-                const int end = (k + 1) * lines / t;
-                for (int i = begin; i < end; ++i) ASSERT_EQ(owner[static_cast<std::size_t>(i)], begin);
+                for (int i = k * rows / t; i < (k + 1) * rows / t; ++i) ASSERT_EQ(owner[i], k * rows / t) << i;
             }
         }
     }
-}
-
-TEST(Parallel, OneWorkerRunsOnTheCaller)
-{
-    const auto caller = std::this_thread::get_id();
+    const auto caller = std::this_thread::get_id();  // one worker runs on the caller
     ZelParallelRows(4, 1, [&](int) { EXPECT_EQ(std::this_thread::get_id(), caller); });
     ZelParallelSplit(4, 1, [&](int, int) { EXPECT_EQ(std::this_thread::get_id(), caller); });
 }
