@@ -101,7 +101,8 @@ public:
     // Fills an existing linear image of the volume's type; its size x and y
     // are the output's width and height. Sets its scale to (finest spacing /
     // zoom) on all axes. A slice index outside the volume fills the image
-    // with backgroundValue and returns true. False, with nothing written, for
+    // with backgroundValue and returns true at once, leaving its scale as it
+    // was. False, with nothing written, for
     // no volume, no or a tiled output, another voxel type, a plane other
     // than 0 to 2, or a zoom that is not a positive finite number.
     bool GenerateImage(ZelImageBase* image, const ZelMPRImageGeneratorParam& param);
