@@ -1,11 +1,12 @@
-// Volumes, random planes and plain per-pixel references for the oblique
-// tests. The references follow the documented sampling rules one pixel and
-// one sample at a time, with no spans, walks or vectors.
+// Volumes, random planes and a plain per-pixel reference for the oblique
+// tests. The reference follows the documented sampling rules one pixel and one
+// sample at a time, with no spans, walks or vectors.
 #pragma once
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <random>
 #include <vector>
@@ -20,21 +21,19 @@ namespace oblique_test {
 // Random voxels over the whole range of T: neighbours differ as much as they
 // can, which is what stresses the integer interpolation.
 template <class T>
-std::unique_ptr<ZelImage<T>> MakeVolume(int sx, int sy, int sz, Zel3DVector<float> scale, unsigned seed,
-                                        int alignment = ZEL_ALIGNMENT_LINEAR)
+std::unique_ptr<ZelImage<T>> MakeVolume(int sx, int sy, int sz, Zel3DVector<float> scale, unsigned seed)
 {
     auto volume = std::make_unique<ZelImage<T>>();
     if (volume->Allocate(ZEL_ALIGNMENT_LINEAR, sx, sy, sz) != 0) return nullptr;
     volume->SetImageScale(scale);
     std::mt19937 rng(seed);
     std::uniform_int_distribution<int> value(std::numeric_limits<T>::min(), std::numeric_limits<T>::max());
-    T* data = volume->GetDataPtr();
-    for (long long i = 0; i < static_cast<long long>(sx) * sy * sz; ++i) data[i] = static_cast<T>(value(rng));
-    if (alignment != ZEL_ALIGNMENT_LINEAR) volume.reset(volume->Clone(alignment));
+    for (long long i = 0; i < static_cast<long long>(sx) * sy * sz; ++i)
+        volume->GetDataPtr()[i] = static_cast<T>(value(rng));
     return volume;
 }
 
-// A random rotation: columns right, down, normal.
+// A random rotation (from a random unit quaternion): columns right, down, normal.
 inline ZelMatrix3x3<float> RandomRotation(std::mt19937& rng)
 {
     std::normal_distribution<double> g;
@@ -50,8 +49,7 @@ inline ZelMatrix3x3<float> RandomRotation(std::mt19937& rng)
                             {2 * (x * y + z * w), 1 - 2 * (x * x + z * z), 2 * (y * z - x * w)},
                             {2 * (x * z - y * w), 2 * (y * z + x * w), 1 - 2 * (x * x + y * y)}};
     ZelMatrix3x3<float> m;
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) m.m[i][j] = static_cast<float>(r[i][j]);
+    for (int i = 0; i < 9; ++i) m.m[i / 3][i % 3] = static_cast<float>(r[i / 3][i % 3]);
     return m;
 }
 
@@ -66,9 +64,7 @@ inline ZelObliqueImageGeneratorParam RandomParam(std::mt19937& rng, const ZelIma
                 (unit(rng) * 1.2f - 0.1f) * (size.z - 1)};
     p.zoom = 0.6f + 1.6f * unit(rng);
     p.backgroundValue = static_cast<int>(unit(rng) * 2000.0f) - 1000;
-    p.interpolation = 1;
     p.slabMode = ZEL_OBLIQUE_SLAB_AVERAGE;
-    p.thickness = 0.0f;
     return p;
 }
 
@@ -79,8 +75,7 @@ inline zel_oblique::ObliqueSetup SetupFor(const ZelImageBase& volume, int width,
     std::unique_ptr<ZelImageBase> output(ZelCreateImage(volume.GetVoxelType()));
     output->Allocate(ZEL_ALIGNMENT_LINEAR, width, height, 1);
     zel_oblique::ObliquePlan plan{};
-    const zel_oblique::ObliquePrepared prepared = zel_oblique::PrepareOblique(&volume, output.get(), param, plan);
-    EXPECT_EQ(prepared, zel_oblique::ObliquePrepared::kReady);
+    EXPECT_EQ(zel_oblique::PrepareOblique(&volume, output.get(), param, plan), zel_oblique::ObliquePrepared::kReady);
     return plan.setup;
 }
 
@@ -98,30 +93,6 @@ T Voxel(const ZelImage<T>& volume, int x, int y, int z)
     return volume.GetDataPtr()[ZelVoxelAddressing(volume)(x, y, z)];
 }
 
-// Nearest: the voxel at (p + 16384) >> 15 (floor), or background when any
-// axis falls outside 0 .. size - 1.
-template <class T>
-std::vector<T> ReferenceNearest(const ZelImage<T>& volume, const zel_oblique::ObliqueSetup& s)
-{
-    const Zel3DVector<int> size = volume.GetImageSize();
-    const int limit[3] = {size.x, size.y, size.z};
-    std::vector<T> out;
-    for (int j = 0; j < s.height; ++j)
-        for (int i = 0; i < s.width; ++i) {
-            std::int64_t p[3];
-            SamplePosition(s, i, j, 0, p);
-            int v[3];
-            bool inside = true;
-            for (int a = 0; a < 3; ++a) {
-                const std::int64_t q = p[a] + 16384;
-                v[a] = static_cast<int>(q >= 0 ? q / 32768 : -((-q + 32767) / 32768));
-                inside = inside && v[a] >= 0 && v[a] < limit[a];
-            }
-            out.push_back(inside ? Voxel(volume, v[0], v[1], v[2]) : static_cast<T>(s.background));
-        }
-    return out;
-}
-
 // Round half up of value / 2^bits.
 inline int RoundShift(long long value, int bits)
 {
@@ -133,58 +104,66 @@ inline int RoundShift(long long value, int bits)
 // The documented interpolation at an inside position: rounded 14-bit x
 // weights, blend kept in eighths; rounded 12-bit y weights, blend kept in
 // eighths; rounded 12-bit z weights, blend rounded to a whole value.
-inline int ReferenceSample(const ZelImage<short>& volume, const std::int64_t p[3])
+template <class T>
+int ReferenceSample(const ZelImage<T>& volume, const std::int64_t p[3])
 {
     const Zel3DVector<int> size = volume.GetImageSize();
     const int last[3] = {size.x - 1, size.y - 1, size.z - 1};
-    int c0[3], c1[3], f[3];
+    int c[2][3], f[3];
     for (int a = 0; a < 3; ++a) {
-        c0[a] = static_cast<int>(p[a] / 32768);
+        c[0][a] = static_cast<int>(p[a] / 32768);
+        c[1][a] = std::min(c[0][a] + 1, last[a]);
         f[a] = static_cast<int>(p[a] % 32768);
-        c1[a] = std::min(c0[a] + 1, last[a]);
     }
     const int wx = RoundShift(f[0], 1), wy = RoundShift(f[1], 3), wz = RoundShift(f[2], 3);
-    int a[2][2];
-    for (int dz = 0; dz < 2; ++dz)
-        for (int dy = 0; dy < 2; ++dy) {
-            const int y = dy ? c1[1] : c0[1], z = dz ? c1[2] : c0[2];
-            a[dz][dy] = RoundShift(static_cast<long long>(Voxel(volume, c0[0], y, z)) * (16384 - wx) +
-                                       static_cast<long long>(Voxel(volume, c1[0], y, z)) * wx,
-                                   11);
-        }
     int b[2];
-    for (int dz = 0; dz < 2; ++dz)
-        b[dz] = RoundShift(static_cast<long long>(a[dz][0]) * (4096 - wy) + static_cast<long long>(a[dz][1]) * wy, 12);
+    for (int dz = 0; dz < 2; ++dz) {
+        int a[2];
+        for (int dy = 0; dy < 2; ++dy) {
+            const int y = c[dy][1], z = c[dz][2];
+            a[dy] = RoundShift(static_cast<long long>(Voxel(volume, c[0][0], y, z)) * (16384 - wx) +
+                                   static_cast<long long>(Voxel(volume, c[1][0], y, z)) * wx,
+                               11);
+        }
+        b[dz] = RoundShift(static_cast<long long>(a[0]) * (4096 - wy) + static_cast<long long>(a[1]) * wy, 12);
+    }
     return RoundShift(static_cast<long long>(b[0]) * (4096 - wz) + static_cast<long long>(b[1]) * wz, 15);
 }
 
-// Interpolated plane (steps 0) or slab: n + 1 samples along the normal, a
-// sample outside 0 .. size - 1 counting as background; mode 0 average
-// (truncated), 1 maximum, 2 minimum.
-inline std::vector<short> ReferenceInterpolated(const ZelImage<short>& volume, const zel_oblique::ObliqueSetup& s)
+// Nearest: the voxel at (p + 16384) >> 15 (floor), background when that lies
+// outside the volume. Interpolated: n + 1 samples along the normal (one on a
+// plane), a sample outside 0 .. size - 1 counting as background; slab mode 0
+// averages (truncated), 1 takes the maximum, 2 the minimum.
+template <class T>
+std::vector<T> Reference(const ZelImage<T>& volume, const zel_oblique::ObliqueSetup& s, bool interpolated)
 {
     const Zel3DVector<int> size = volume.GetImageSize();
-    const std::int64_t high[3] = {(size.x - 1) * 32768LL, (size.y - 1) * 32768LL, (size.z - 1) * 32768LL};
-    std::vector<short> out;
+    const int limit[3] = {size.x, size.y, size.z};
+    std::vector<T> out;
     for (int j = 0; j < s.height; ++j)
         for (int i = 0; i < s.width; ++i) {
             std::vector<int> samples;
-            for (int k = 0; k <= s.steps; ++k) {
+            for (int k = 0; k <= (interpolated ? s.steps : 0); ++k) {
                 std::int64_t p[3];
                 SamplePosition(s, i, j, k, p);
+                int v[3];
                 bool inside = true;
-                for (int a = 0; a < 3; ++a) inside = inside && p[a] >= 0 && p[a] <= high[a];
-                samples.push_back(inside ? ReferenceSample(volume, p) : static_cast<short>(s.background));
+                for (int a = 0; a < 3; ++a) {
+                    v[a] = RoundShift(p[a], 15);
+                    inside = inside && (interpolated ? p[a] >= 0 && p[a] <= (limit[a] - 1) * 32768LL
+                                                     : v[a] >= 0 && v[a] < limit[a]);
+                }
+                samples.push_back(!inside        ? static_cast<T>(s.background)
+                                  : interpolated ? ReferenceSample(volume, p)
+                                                 : Voxel(volume, v[0], v[1], v[2]));
             }
             long long sum = 0;
             for (int v : samples) sum += v;
-            int value = samples[0];
-            if (s.steps > 0) {
-                if (s.slabMode == 0) value = static_cast<int>(sum / static_cast<long long>(samples.size()));
-                if (s.slabMode == 1) value = *std::max_element(samples.begin(), samples.end());
-                if (s.slabMode == 2) value = *std::min_element(samples.begin(), samples.end());
-            }
-            out.push_back(static_cast<short>(value));
+            const int count = static_cast<int>(samples.size());
+            const int value = s.slabMode == 1   ? *std::max_element(samples.begin(), samples.end())
+                              : s.slabMode == 2 ? *std::min_element(samples.begin(), samples.end())
+                                                : static_cast<int>(sum / count);
+            out.push_back(static_cast<T>(value));
         }
     return out;
 }
