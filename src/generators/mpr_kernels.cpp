@@ -132,13 +132,17 @@ std::unique_ptr<std::ptrdiff_t[]> AxisTable(const ZelMPRVolumeLayout& layout, in
 
 }  // namespace
 
-template <class T>
-bool ZelMPRFreeFloor(const ZelMPRSliceSetup& g, const T* volume, T* out)
+namespace {
+
+// Free rotation: each pixel's in-plane coordinates (u, v) are computed from
+// the row start and the steps; `sample` writes the pixel from the slice and
+// the axis tables, or returns false for background.
+template <class T, class Sample>
+bool FreeRotationWalk(const ZelMPRSliceSetup& g, const T* volume, T* out, Sample sample)
 {
     const std::unique_ptr<std::ptrdiff_t[]> uTable = AxisTable(g.layout, g.uAxis);
     const std::unique_ptr<std::ptrdiff_t[]> vTable = AxisTable(g.layout, g.vAxis);
     if (!uTable || !vTable) return false;
-    const double uEnd = g.layout.size[g.uAxis], vEnd = g.layout.size[g.vAxis];
     const T background = static_cast<T>(g.background);
     const T* slice = volume + g.sliceOffset;
     for (int y = 0; y < g.height; ++y) {
@@ -146,35 +150,39 @@ bool ZelMPRFreeFloor(const ZelMPRSliceSetup& g, const T* volume, T* out)
         T* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
         for (int x = 0; x < g.width; ++x) {
             const double u = uRow + x * g.uStepX, v = vRow + x * g.vStepX;
-            // floor(u) in [0, size - 1] is u in [0, size); NaN falls outside.
-            const bool inside = u >= 0.0 && u < uEnd && v >= 0.0 && v < vEnd;
-            o[x] = inside ? slice[uTable[static_cast<int>(u)] + vTable[static_cast<int>(v)]] : background;
+            if (!sample(slice, uTable.get(), vTable.get(), u, v, o[x])) o[x] = background;
         }
     }
     return true;
 }
 
+}  // namespace
+
+template <class T>
+bool ZelMPRFreeFloor(const ZelMPRSliceSetup& g, const T* volume, T* out)
+{
+    const double uEnd = g.layout.size[g.uAxis], vEnd = g.layout.size[g.vAxis];
+    return FreeRotationWalk(
+        g, volume, out,
+        [=](const T* slice, const std::ptrdiff_t* uTable, const std::ptrdiff_t* vTable, double u, double v, T& pixel) {
+            // floor(u) in [0, size - 1] is u in [0, size); NaN falls outside.
+            if (!(u >= 0.0 && u < uEnd && v >= 0.0 && v < vEnd)) return false;
+            pixel = slice[uTable[static_cast<int>(u)] + vTable[static_cast<int>(v)]];
+            return true;
+        });
+}
+
 bool ZelMPRFreeBilinear(const ZelMPRSliceSetup& g, const short* volume, short* out)
 {
-    const std::unique_ptr<std::ptrdiff_t[]> uTable = AxisTable(g.layout, g.uAxis);
-    const std::unique_ptr<std::ptrdiff_t[]> vTable = AxisTable(g.layout, g.vAxis);
-    if (!uTable || !vTable) return false;
     const double uLast = g.layout.size[g.uAxis] - 1, vLast = g.layout.size[g.vAxis] - 1;
-    const short background = static_cast<short>(g.background);
-    const short* slice = volume + g.sliceOffset;
-    for (int y = 0; y < g.height; ++y) {
-        const double uRow = g.u0 + y * g.uStepY, vRow = g.v0 + y * g.vStepY;
-        short* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
-        for (int x = 0; x < g.width; ++x) {
-            const double u = uRow + x * g.uStepX, v = vRow + x * g.vStepX;
-            if (!(u >= 0.0 && u <= uLast && v >= 0.0 && v <= vLast)) {
-                o[x] = background;
-                continue;
-            }
+    return FreeRotationWalk(
+        g, volume, out,
+        [=](const short* slice, const std::ptrdiff_t* uTable, const std::ptrdiff_t* vTable, double u, double v,
+            short& pixel) {
+            if (!(u >= 0.0 && u <= uLast && v >= 0.0 && v <= vLast)) return false;
             const int iu = static_cast<int>(u), iv = static_cast<int>(v);
             const float fu = static_cast<float>(u - iu), fv = static_cast<float>(v - iv);
-            const std::ptrdiff_t p = uTable[iu] + vTable[iv];
-            const float v00 = slice[p];
+            const float v00 = slice[uTable[iu] + vTable[iv]];
             // The exact-zero tests keep a sample on the last index from
             // reading the (absent) voxel after it.
             float value;
@@ -190,10 +198,9 @@ bool ZelMPRFreeBilinear(const ZelMPRSliceSetup& g, const short* volume, short* o
                 const float v11 = slice[uTable[iu + 1] + vTable[iv + 1]];
                 value = ((v00 * (1.0f - fu) + v10 * fu) * (1.0f - fv)) + ((v01 * (1.0f - fu) + v11 * fu) * fv);
             }
-            o[x] = static_cast<short>(static_cast<int>(value));
-        }
-    }
-    return true;
+            pixel = static_cast<short>(static_cast<int>(value));
+            return true;
+        });
 }
 
 #define ZEL_MPR_INSTANTIATE(T)                                             \
