@@ -62,9 +62,10 @@ Sample Reference(const ZelImage<T>& volume, int width, int height, const ZelMPRI
 {
     ZelMPRAxes axes;
     ZelMPRComputeAxes(param, axes);
-    double s[3];
+    float spacing[3];
     float finest;
-    ZelMPRNormalisedScale(volume, s, finest);
+    ZelNormalisedSpacing(volume, spacing, finest);
+    const double s[3] = {spacing[0], spacing[1], spacing[2]};
     const Zel3DVector<int> n = volume.GetImageSize();
     const int size[3] = {n.x, n.y, n.z}, normal = axes.normalAxis;
     const double c[3] = {param.center.x, param.center.y, param.center.z};

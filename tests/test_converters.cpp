@@ -13,6 +13,7 @@
 #include "ZelIGConverter.h"
 #include "convert/table_kernels.h"
 #include "convert/window_kernels.h"
+#include "generators/dispatch.h"
 
 namespace {
 
@@ -172,7 +173,10 @@ TEST(ConverterWindow, VectorStretchEqualsScalarTwin)
         values[0] = -32768;
         values[1] = 32767;
         ZelWindowStretch(values.data(), fast.data(), kGroups, depth, ramp);
-        ZelWindowStretchScalar(values.data(), twin.data(), kGroups, depth, ramp);
+        {
+            const ZelSimdCapScope scalar(ZelSimd::kScalar);
+            ZelWindowStretch(values.data(), twin.data(), kGroups, depth, ramp);
+        }
         ASSERT_EQ(std::memcmp(fast.data(), twin.data(), values.size() * depth), 0)
             << "width " << width << " centre " << centre << " invert " << invert << " depth " << depth;
     }
@@ -181,33 +185,37 @@ TEST(ConverterWindow, VectorStretchEqualsScalarTwin)
 // Whole conversions of rows that are not multiples of 16 wide: the window's
 // first 16 * floor(width / 16) columns follow the single-precision rule, the
 // rest the double-precision one; the table's vector clamp equals the plain
-// lookup for ranges from one value to the whole 16-bit span.
+// lookup for ranges from one value to the whole 16-bit span. Vector code
+// and scalar twins alike.
 TEST(ConverterRows, EqualThePerPixelRules)
 {
-    std::mt19937 random(5);
-    std::vector<unsigned char> table(65536);
-    for (unsigned char& entry : table) entry = static_cast<unsigned char>(random());
-    const std::pair<short, short> ranges[] = {{-1024, 3071}, {-32768, 32767}, {7, 7}, {-5, 40}, {32000, 32767}};
-    for (int width : {1, 3, 15, 16, 17, 31, 33, 47, 64, 85, 130}) {
-        for (int depth : {1, 3}) {
-            std::vector<short> values(static_cast<std::size_t>(width) * 3);
-            for (short& v : values) v = static_cast<short>(random() % 2 ? random() : random() % 3000 - 1200);
-            const ZelWindowRamp ramp = ZelMakeWindowRamp(37, 11, depth == 3);
-            std::vector<int> expected;
-            for (std::size_t i = 0; i < values.size(); ++i) {
-                const bool inVector = static_cast<int>(i) % width < width / 16 * 16;
-                expected.push_back(inVector ? ZelWindowByteFloat(values[i], ramp)
-                                            : ZelWindowByteDouble(values[i], ramp));
-            }
-            EXPECT_EQ(Levels(CONVERT(Window(b, s, 37, 11, depth == 3)), values, width, depth), expected)
-                << "width " << width << " depth " << depth;
-            for (const auto& range : ranges) {
-                const short min = range.first;
-                const short max = range.second;
-                expected.clear();
-                for (short v : values) expected.push_back(ZelTableByte(v, table.data(), min, max));
-                EXPECT_EQ(Levels(CONVERT(Table(b, s, table.data(), min, max)), values, width, depth), expected)
-                    << "width " << width << " depth " << depth << " range " << min << ".." << max;
+    for (ZelSimd level : {ZelSimd::kAvx2, ZelSimd::kScalar}) {
+        const ZelSimdCapScope cap(level);
+        std::mt19937 random(5);
+        std::vector<unsigned char> table(65536);
+        for (unsigned char& entry : table) entry = static_cast<unsigned char>(random());
+        const std::pair<short, short> ranges[] = {{-1024, 3071}, {-32768, 32767}, {7, 7}, {-5, 40}, {32000, 32767}};
+        for (int width : {1, 3, 15, 16, 17, 31, 33, 47, 64, 85, 130}) {
+            for (int depth : {1, 3}) {
+                std::vector<short> values(static_cast<std::size_t>(width) * 3);
+                for (short& v : values) v = static_cast<short>(random() % 2 ? random() : random() % 3000 - 1200);
+                const ZelWindowRamp ramp = ZelMakeWindowRamp(37, 11, depth == 3);
+                std::vector<int> expected;
+                for (std::size_t i = 0; i < values.size(); ++i) {
+                    const bool inVector = static_cast<int>(i) % width < width / 16 * 16;
+                    expected.push_back(inVector ? ZelWindowByteFloat(values[i], ramp)
+                                                : ZelWindowByteDouble(values[i], ramp));
+                }
+                EXPECT_EQ(Levels(CONVERT(Window(b, s, 37, 11, depth == 3)), values, width, depth), expected)
+                    << "width " << width << " depth " << depth;
+                for (const auto& range : ranges) {
+                    const short min = range.first;
+                    const short max = range.second;
+                    expected.clear();
+                    for (short v : values) expected.push_back(ZelTableByte(v, table.data(), min, max));
+                    EXPECT_EQ(Levels(CONVERT(Table(b, s, table.data(), min, max)), values, width, depth), expected)
+                        << "width " << width << " depth " << depth << " range " << min << ".." << max;
+                }
             }
         }
     }

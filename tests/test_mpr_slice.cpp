@@ -11,7 +11,7 @@
 
 #include "ZelImage.h"
 #include "ZelMPRImageGenerator.h"
-#include "generators/mpr_kernels.h"
+#include "generators/dispatch.h"
 #include "mpr_reference.h"
 #include "test_refusal.h"
 
@@ -87,7 +87,9 @@ void CheckSlices(unsigned seed, int lo, int hi)
         if (isShort) {
             ZelImage<short> scalar;
             ASSERT_EQ(scalar.Allocate(0, w, h, 1), 0);
-            ASSERT_TRUE(ZelMPRFillSlice(i % 2 ? tiled.get() : linear.get(), &scalar, param, false));
+            const ZelSimdCapScope scalarTwin(ZelSimd::kScalar);
+            generator.SetImage(i % 2 ? tiled.get() : linear.get());
+            ASSERT_TRUE(generator.GenerateImage(&scalar, param));
             ASSERT_TRUE(SameBytes(*image, scalar)) << "case " << i;
         }
         for (int y = 0; y < h; ++y) {

@@ -3,7 +3,7 @@
 // and tiled) against a plain per-pixel reference; and the failure cases.
 #include <gtest/gtest.h>
 
-#include "generators/oblique_kernels.h"
+#include "generators/dispatch.h"
 #include "test_allocators.h"
 #include "test_oblique_helpers.h"
 #include "test_refusal.h"
@@ -21,9 +21,8 @@ constexpr int kW = 41;
 constexpr int kH = 36;
 
 // Runs with the vector kernels allowed or not and restores the default.
-struct VectorKernels {
-    explicit VectorKernels(bool allowed) { zel_oblique::ObliqueAllowVectorKernels(allowed); }
-    ~VectorKernels() { zel_oblique::ObliqueAllowVectorKernels(true); }
+struct VectorKernels : ZelSimdCapScope {
+    explicit VectorKernels(bool allowed) : ZelSimdCapScope(allowed ? ZelSimd::kAvx2 : ZelSimd::kScalar) {}
 };
 
 std::unique_ptr<ZelImageBase> Generate(ZelImageBase& volume, int w, int h, const ZelObliqueImageGeneratorParam& p)

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "generators/dispatch.h"
+
 struct ZelGreyRows {
     const short* src = nullptr;
     unsigned char* dst = nullptr;
@@ -37,9 +39,5 @@ void ZelMapGreyRows(const ZelGreyRows& rows, Map map)
 template <class Map>
 void ZelMapGrey(const ZelGreyRows& rows, Map map)
 {
-    if (rows.depth == 3) {
-        ZelMapGreyRows<3>(rows, map);
-    } else {
-        ZelMapGreyRows<1>(rows, map);
-    }
+    ZelDispatchDepth<1, 3>(rows.depth, [&](auto depth) { ZelMapGreyRows<decltype(depth)::value>(rows, map); });
 }

@@ -5,7 +5,9 @@
 // blended with a fixed mask.
 #pragma once
 
-#if defined(__SSE2__)
+#include "generators/dispatch.h"
+
+#if ZEL_HAVE_SSE2
 #include <emmintrin.h>
 
 inline __m128i ZelBlendWords(__m128i pairs, __m128i neighbours, __m128i neighbourMask)

@@ -12,7 +12,7 @@ void TableRowsScalar(const ZelGreyRows& rows, const unsigned char* table, short 
     ZelMapGreyRows<Depth>(rows, [=](short value) { return ZelTableByte(value, table, min, max); });
 }
 
-#if defined(__SSE2__)
+#if ZEL_HAVE_SSE2
 
 // The clamp and the subtraction run on 16 values at once; the indices go
 // through a small aligned block so that the lookups are plain loads.
@@ -70,9 +70,9 @@ void TableRowsVector(const ZelGreyRows& rows, const unsigned char* table, short 
 
 void ZelTableRows(const ZelGreyRows& rows, const unsigned char* table, short min, short max)
 {
-    if (rows.depth == 3) {
-        TableRowsVector<3>(rows, table, min, max);
-    } else {
-        TableRowsVector<1>(rows, table, min, max);
-    }
+    const bool vector = ZelSimdAllows(ZelSimd::kSse2);
+    ZelDispatchDepth<1, 3>(rows.depth, [&](auto d) {
+        constexpr int kDepth = decltype(d)::value;
+        (vector ? TableRowsVector<kDepth> : TableRowsScalar<kDepth>)(rows, table, min, max);
+    });
 }

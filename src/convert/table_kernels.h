@@ -11,5 +11,5 @@ inline unsigned char ZelTableByte(short value, const unsigned char* table, short
 }
 
 // Requires min <= max and a table of max - min + 1 entries. Clamps 16 values
-// at a time with SSE2 where there is SSE2; the lookups stay scalar.
+// at a time with SSE2 where the dispatch allows it; the lookups stay scalar.
 void ZelTableRows(const ZelGreyRows& rows, const unsigned char* table, short min, short max);

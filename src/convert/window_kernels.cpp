@@ -2,7 +2,9 @@
 
 #include <cmath>
 
-#if defined(__SSE2__)
+#include "generators/dispatch.h"
+
+#if ZEL_HAVE_SSE2
 #include <emmintrin.h>
 #endif
 
@@ -37,7 +39,7 @@ void StretchScalar(const short* src, unsigned char* dst, int groups, const ZelWi
     for (int x = 0; x < count; ++x) ZelPutGrey<Depth>(dst + x * Depth, ZelWindowByteFloat(src[x], ramp));
 }
 
-#if defined(__SSE2__)
+#if ZEL_HAVE_SSE2
 
 // Eight signed 16-bit values to eight saturated 16-bit levels. Each value is
 // taken as value * 2^16 (no sign extension needed) against slope * 2^-16:
@@ -79,15 +81,26 @@ void StretchVector(const short* src, unsigned char* dst, int groups, const ZelWi
 
 #endif
 
+// The stretch of 16-value groups the dispatch allows: vector or twin.
+template <int Depth>
+using Stretch = void (*)(const short*, unsigned char*, int, const ZelWindowRamp&);
+
+template <int Depth>
+Stretch<Depth> ChooseStretch()
+{
+    return ZelSimdAllows(ZelSimd::kSse2) ? StretchVector<Depth> : StretchScalar<Depth>;
+}
+
 template <int Depth>
 void WindowRows(const ZelGreyRows& rows, const ZelWindowRamp& ramp)
 {
+    const Stretch<Depth> stretch = ChooseStretch<Depth>();
     const int groups = rows.width / 16;
     const int done = groups * 16;
     for (int y = 0; y < rows.height; ++y) {
         const short* src = rows.src + static_cast<std::ptrdiff_t>(y) * rows.width;
         unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
-        StretchVector<Depth>(src, dst, groups, ramp);
+        stretch(src, dst, groups, ramp);
         for (int x = done; x < rows.width; ++x) ZelPutGrey<Depth>(dst + x * Depth, ZelWindowByteDouble(src[x], ramp));
     }
 }
@@ -96,27 +109,10 @@ void WindowRows(const ZelGreyRows& rows, const ZelWindowRamp& ramp)
 
 void ZelWindowStretch(const short* src, unsigned char* dst, int groups, int depth, const ZelWindowRamp& ramp)
 {
-    if (depth == 3) {
-        StretchVector<3>(src, dst, groups, ramp);
-    } else {
-        StretchVector<1>(src, dst, groups, ramp);
-    }
-}
-
-void ZelWindowStretchScalar(const short* src, unsigned char* dst, int groups, int depth, const ZelWindowRamp& ramp)
-{
-    if (depth == 3) {
-        StretchScalar<3>(src, dst, groups, ramp);
-    } else {
-        StretchScalar<1>(src, dst, groups, ramp);
-    }
+    ZelDispatchDepth<1, 3>(depth, [&](auto d) { ChooseStretch<decltype(d)::value>()(src, dst, groups, ramp); });
 }
 
 void ZelWindowRows(const ZelGreyRows& rows, const ZelWindowRamp& ramp)
 {
-    if (rows.depth == 3) {
-        WindowRows<3>(rows, ramp);
-    } else {
-        WindowRows<1>(rows, ramp);
-    }
+    ZelDispatchDepth<1, 3>(rows.depth, [&](auto d) { WindowRows<decltype(d)::value>(rows, ramp); });
 }

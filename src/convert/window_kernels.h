@@ -1,6 +1,6 @@
 // The linear display window as straight-line arithmetic y = v * slope + offset,
 // in three forms that the tests compare: the 16-wide vector stretch, its plain
-// single-precision twin (same bytes, used where there is no SSE2), and the
+// single-precision twin (same bytes, used where the dispatch allows no SSE2), and the
 // double-precision form used for the last width mod 16 columns of a row.
 #pragma once
 
@@ -39,10 +39,9 @@ inline unsigned char ZelWindowByteDouble(short value, const ZelWindowRamp& ramp)
 }
 
 // `groups` groups of 16 values to grey bytes, each byte written `depth` (1 or
-// 3) times. The first runs the vector code when the target has SSE2 (else the
-// twin); the second is the twin.
+// 3) times: the vector code where the dispatch allows SSE2, else its
+// single-precision twin (same bytes).
 void ZelWindowStretch(const short* src, unsigned char* dst, int groups, int depth, const ZelWindowRamp& ramp);
-void ZelWindowStretchScalar(const short* src, unsigned char* dst, int groups, int depth, const ZelWindowRamp& ramp);
 
 // Every row: the vector stretch over 16 * floor(width / 16) columns, then the
 // double-precision remainder.

@@ -47,6 +47,7 @@ bool ZelMPRComputeAxes(const ZelMPRImageGeneratorParam& param, ZelMPRAxes& axes)
         axes.right[i] = kRight[p][i];
         axes.down[i] = kDown[p][i];
     }
+    for (int i = 0; i < 3; ++i) axes.normal[i] = kNormal[p][i];
     axes.normalAxis = p;
 
     double angle = 0.0;
@@ -74,105 +75,66 @@ bool ZelMPRComputeAxes(const ZelMPRImageGeneratorParam& param, ZelMPRAxes& axes)
     return true;
 }
 
-void ZelMPRNormalisedScale(const ZelImageBase& volume, double s[3], float& finest)
+bool ZelMPRMakeFrame(const ZelImageBase& volume, const ZelMPRImageGeneratorParam& param, int width, int height,
+                     ZelMPRFrame& frame)
 {
-    const Zel3DVector<float> scale = volume.GetImageScale();
-    finest = std::min(scale.x, std::min(scale.y, scale.z));
-    s[0] = scale.x / finest;
-    s[1] = scale.y / finest;
-    s[2] = scale.z / finest;
-}
-
-ZelMPRVolumeLayout::ZelMPRVolumeLayout(const ZelImageBase& volume)
-{
-    const Zel3DVector<int> n = volume.GetImageSize();
-    size[0] = n.x;
-    size[1] = n.y;
-    size[2] = n.z;
-    if (volume.IsTiled()) {
-        const Zel3DVector<int> blocks = volume.GetTilingBlockNum();
-        const std::ptrdiff_t outer[3] = {256, static_cast<std::ptrdiff_t>(blocks.x) * 256,
-                                         static_cast<std::ptrdiff_t>(volume.GetBlocksPerSlice()) * 256};
-        const std::ptrdiff_t inner[3] = {1, 16, 256};
-        for (int i = 0; i < 3; ++i) axis[i] = {inner[i], outer[i], 16 * (outer[i] - inner[i])};
-    } else {
-        const std::ptrdiff_t stride[3] = {1, n.x, static_cast<std::ptrdiff_t>(n.x) * n.y};
-        for (int i = 0; i < 3; ++i) axis[i] = {stride[i], stride[i], 0};
+    ZelMPRAxes axes;
+    if (!ZelMPRComputeAxes(param, axes)) return false;
+    float s[3];
+    ZelNormalisedSpacing(volume, s, frame.finest);
+    frame.normalAxis = axes.normalAxis;
+    ZelPlaneFrame<double>& f = frame.plane;
+    f.zoom = param.zoom;
+    const double center[3] = {param.center.x, param.center.y, param.center.z};
+    const int slice[3] = {param.slicePosition.x, param.slicePosition.y, param.slicePosition.z};
+    for (int i = 0; i < 3; ++i) {
+        f.right[i] = axes.right[i];
+        f.down[i] = axes.down[i];
+        f.normal[i] = axes.normal[i];
+        f.s[i] = s[i];
+        f.centre[i] = center[i];
+        // The half extents are divided by the zoom, in double.
+        f.start[i] = (center[i] * f.s[i] - ((width - 1) * 0.5 / f.zoom) * f.right[i] -
+                      ((height - 1) * 0.5 / f.zoom) * f.down[i]) /
+                     f.s[i];
+        f.stepX[i] = f.right[i] / (f.s[i] * f.zoom);
+        f.stepY[i] = f.down[i] / (f.s[i] * f.zoom);
+        f.stepNormal[i] = f.normal[i] / f.s[i];
     }
+    f.start[axes.normalAxis] = slice[axes.normalAxis];
+    return true;
 }
 
 bool ZelMPRImageGenerator::DisplayToVoxel(int width, int height, const Zel2DVector<float>& display,
                                           Zel3DVector<float>& voxel, const ZelMPRImageGeneratorParam& param) const
 {
-    ZelMPRAxes axes;
-    if (!m_image || !ZelMPRComputeAxes(param, axes)) return false;
-    double s[3];
-    float finest;
-    ZelMPRNormalisedScale(*m_image, s, finest);
-
-    const double dx = display.x - (width - 1) * 0.5;
-    const double dy = display.y - (height - 1) * 0.5;
-    const double center[3] = {param.center.x, param.center.y, param.center.z};
+    ZelMPRFrame frame;
+    if (!m_image || !ZelMPRMakeFrame(*m_image, param, width, height, frame)) return false;
+    // The plane lies on its slice, whatever the centre says along the normal.
+    const Zel3DVector<float> v = frame.plane.DisplayToVoxel(width, height, display);
+    float c[3] = {v.x, v.y, v.z};
     const int slice[3] = {param.slicePosition.x, param.slicePosition.y, param.slicePosition.z};
-    float v[3];
-    for (int i = 0; i < 3; ++i) {
-        v[i] = static_cast<float>(
-            (dx * axes.right[i] / param.zoom + center[i] * s[i] + dy * axes.down[i] / param.zoom) / s[i]);
-    }
-    v[axes.normalAxis] = static_cast<float>(slice[axes.normalAxis]);
-    voxel = {v[0], v[1], v[2]};
-
-    // Written so that a NaN coordinate counts as outside.
-    const Zel3DVector<int> size = m_image->GetImageSize();
-    const int last[3] = {size.x - 1, size.y - 1, size.z - 1};
-    bool inside = true;
-    for (int i = 0; i < 3; ++i) inside = inside && v[i] >= 0.0f && v[i] <= static_cast<float>(last[i]);
-    return inside;
+    c[frame.normalAxis] = static_cast<float>(slice[frame.normalAxis]);
+    voxel = {c[0], c[1], c[2]};
+    return ZelInsideVolume(voxel, *m_image);
 }
-
-namespace {
-
-// Display position of a voxel position; the component along the normal drops
-// out of the projection.
-Zel2DVector<float> Project(int width, int height, const Zel3DVector<float>& voxel, const ZelMPRAxes& axes,
-                           const double s[3], const ZelMPRImageGeneratorParam& param)
-{
-    const double v[3] = {voxel.x, voxel.y, voxel.z};
-    const double center[3] = {param.center.x, param.center.y, param.center.z};
-    double x = (width - 1) * 0.5, y = (height - 1) * 0.5;
-    for (int i = 0; i < 3; ++i) {
-        const double p = (v[i] * s[i] - center[i] * s[i]) * param.zoom;
-        x += p * axes.right[i];
-        y += p * axes.down[i];
-    }
-    return {static_cast<float>(x), static_cast<float>(y)};
-}
-
-}  // namespace
 
 bool ZelMPRImageGenerator::VoxelToDisplay(int width, int height, const Zel3DVector<float>& voxel,
                                           Zel2DVector<float>& display, const ZelMPRImageGeneratorParam& param) const
 {
-    ZelMPRAxes axes;
-    if (!m_image || !ZelMPRComputeAxes(param, axes)) return false;
-    double s[3];
-    float finest;
-    ZelMPRNormalisedScale(*m_image, s, finest);
-    display = Project(width, height, voxel, axes, s, param);
-    return display.x >= 0.0f && display.x <= static_cast<float>(width - 1) && display.y >= 0.0f &&
-           display.y <= static_cast<float>(height - 1);
+    ZelMPRFrame frame;
+    if (!m_image || !ZelMPRMakeFrame(*m_image, param, width, height, frame)) return false;
+    display = frame.plane.VoxelToDisplay(width, height, voxel);
+    return ZelInsideDisplay(display, width, height);
 }
 
 bool ZelMPRImageGenerator::VoxelToDisplay(int width, int height, const std::vector<Zel3DVector<float>>& voxels,
                                           std::vector<Zel2DVector<float>>& displays,
                                           const ZelMPRImageGeneratorParam& param) const
 {
-    ZelMPRAxes axes;
-    if (!m_image || !ZelMPRComputeAxes(param, axes)) return false;
-    double s[3];
-    float finest;
-    ZelMPRNormalisedScale(*m_image, s, finest);
+    ZelMPRFrame frame;
+    if (!m_image || !ZelMPRMakeFrame(*m_image, param, width, height, frame)) return false;
     displays.resize(voxels.size());
-    for (std::size_t i = 0; i < voxels.size(); ++i) displays[i] = Project(width, height, voxels[i], axes, s, param);
+    for (std::size_t i = 0; i < voxels.size(); ++i) displays[i] = frame.plane.VoxelToDisplay(width, height, voxels[i]);
     return true;
 }

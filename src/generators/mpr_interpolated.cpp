@@ -19,14 +19,17 @@
 // so that X * 2^30 = A * 2^15 + B. With S = A + (B >> 15), floor(X) = S >> 15,
 // and X is fractional when S & 32767 or B & 32767 is non-zero; a negative
 // fractional X then takes floor + 1.
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
 
+#include "generators/dispatch.h"
 #include "generators/mpr_kernels.h"
+
+#if ZEL_HAVE_SSE2
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -73,6 +76,8 @@ void RowScalar(const short* r0, const short* r1, const ColumnTables& t, int begi
         out[k] = BlendScalar(r0[t.off0[k]], r0[t.off1[k]], r1[t.off0[k]], r1[t.off1[k]], t.frac[k], fv);
     }
 }
+
+#if ZEL_HAVE_SSE2
 
 inline __m128i SignExtendLo(__m128i v)
 {
@@ -215,15 +220,30 @@ void RowSse2Consecutive(const short* r0, const short* r1, const ColumnTables& t,
     RowScalar(r0, r1, t, k, end, fv, out);
 }
 
+#else  // no SSE2: the vector rows are the scalar twin
+
+void RowSse2(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+{
+    RowScalar(r0, r1, t, begin, end, fv, out);
+}
+
+void RowSse2Consecutive(const short* r0, const short* r1, const ColumnTables& t, int begin, int end, int fv, short* out)
+{
+    RowScalar(r0, r1, t, begin, end, fv, out);
+}
+
+#endif
+
 }  // namespace
 
-bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* out, bool useSimd)
+bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* out)
 {
-    const ZelMPRVolumeLayout& layout = g.layout;
+    const bool useSimd = ZelSimdAllows(ZelSimd::kSse2);
+    const ZelVolumeLayout& layout = g.layout;
     const int colLast = layout.size[g.colAxis] - 1, rowLast = layout.size[g.rowAxis] - 1;
-    int x0, x1, y0, y1;
-    ZelMPRFixedSpan(g.colStart, g.colStep, 0, std::int64_t{colLast} * 32768, g.width, x0, x1);
-    ZelMPRFixedSpan(g.rowStart, g.rowStep, 0, std::int64_t{rowLast} * 32768, g.height, y0, y1);
+    const ZelSpan across = ZelFixedSpan(g.colStart, g.colStep, 0, colLast * kZelFixedOne, g.width);
+    const ZelSpan down = ZelFixedSpan(g.rowStart, g.rowStep, 0, rowLast * kZelFixedOne, g.height);
+    const int x0 = across.begin, x1 = across.end, y0 = down.begin, y1 = down.end;
     if (x0 >= x1 || y0 >= y1) {
         ZelMPRFillBackground(out, static_cast<std::size_t>(g.width) * g.height, g.background);
         return true;
@@ -233,12 +253,13 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
     const int n = x1 - x0;
     ColumnTables tables;
     if (!tables.Allocate(n)) return false;
-    const ZelMPRAxisLayout& colAxis = layout.axis[g.colAxis];
-    ZelMPRAxisWalk column(g.colStart + x0 * g.colStep, colAxis);
+    const ZelVoxelAxis& colAxis = layout.axis[g.colAxis];
+    ZelAxisWalk column(g.colStart + x0 * g.colStep, colAxis);
     for (int k = 0; k < n; ++k) {
         if (k > 0) column.Advance(g.colStep);
         tables.off0[k] = column.Offset();
-        tables.off1[k] = column.Coord() < colLast ? column.Offset() + colAxis.Step(column.Coord(), 1) : column.Offset();
+        tables.off1[k] = column.Coord() < colLast ? column.Offset() + ZelAxisWalk::Step(colAxis, column.Coord(), 1)
+                                                  : column.Offset();
         tables.frac[k] = static_cast<short>(column.Fraction());
         tables.weights[k] = static_cast<std::int32_t>((static_cast<unsigned>(column.Fraction()) << 16) |
                                                       (32767u - static_cast<unsigned>(column.Fraction())));
@@ -246,7 +267,7 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
     // With display x along x in a linear volume every column's neighbour is
     // the next element, except on the last index, which only the ends of the
     // span can reach.
-    if (colAxis.inner == 1 && colAxis.blockJump == 0 && n >= 8) {
+    if (colAxis.inner == 1 && colAxis.outer == 1 && n >= 8) {
         int pairBegin = 0, pairEnd = n;
         while (pairBegin < n && tables.off1[pairBegin] != tables.off0[pairBegin] + 1) ++pairBegin;
         while (pairEnd > pairBegin && tables.off1[pairEnd - 1] != tables.off0[pairEnd - 1] + 1) --pairEnd;
@@ -266,8 +287,8 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
     }
 
     const short background = static_cast<short>(g.background);
-    const ZelMPRAxisLayout& rowAxis = layout.axis[g.rowAxis];
-    ZelMPRAxisWalk row(g.rowStart + y0 * g.rowStep, rowAxis);
+    const ZelVoxelAxis& rowAxis = layout.axis[g.rowAxis];
+    ZelAxisWalk row(g.rowStart + y0 * g.rowStep, rowAxis);
     const short* slice = volume + g.sliceOffset;
     for (int y = 0; y < g.height; ++y) {
         short* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
@@ -277,7 +298,7 @@ bool ZelMPRInterpolated(const ZelMPRSliceSetup& g, const short* volume, short* o
         }
         if (y > y0) row.Advance(g.rowStep);
         const short* r0 = slice + row.Offset();
-        const short* r1 = row.Coord() < rowLast ? r0 + rowAxis.Step(row.Coord(), 1) : r0;
+        const short* r1 = row.Coord() < rowLast ? r0 + ZelAxisWalk::Step(rowAxis, row.Coord(), 1) : r0;
         for (int x = 0; x < x0; ++x) o[x] = background;
         if (useSimd && tables.pairEnd > 0) {
             RowScalar(r0, r1, tables, 0, tables.pairBegin, row.Fraction(), o + x0);

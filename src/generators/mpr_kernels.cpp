@@ -9,16 +9,6 @@
 
 namespace {
 
-std::int64_t FloorDiv(std::int64_t a, std::int64_t b)  // b > 0
-{
-    return a >= 0 ? a / b : -((-a + b - 1) / b);
-}
-
-std::int64_t CeilDiv(std::int64_t a, std::int64_t b)  // b > 0
-{
-    return -FloorDiv(-a, b);
-}
-
 template <class T>
 void Fill(T* out, int count, T value)
 {
@@ -26,33 +16,6 @@ void Fill(T* out, int count, T value)
 }
 
 }  // namespace
-
-void ZelMPRFixedSpan(std::int64_t start, std::int64_t step, std::int64_t lo, std::int64_t hi, int count, int& begin,
-                     int& end)
-{
-    begin = end = 0;
-    if (count <= 0 || lo > hi) return;
-    std::int64_t first, last;  // inclusive
-    if (step == 0) {
-        if (start < lo || start > hi) return;
-        first = 0;
-        last = count - 1;
-    } else {
-        // A falling walk is the rising one mirrored.
-        if (step < 0) {
-            start = -start;
-            step = -step;
-            const std::int64_t mirroredLo = -hi;
-            hi = -lo;
-            lo = mirroredLo;
-        }
-        first = std::max<std::int64_t>(CeilDiv(lo - start, step), 0);
-        last = std::min<std::int64_t>(FloorDiv(hi - start, step), count - 1);
-    }
-    if (first > last) return;
-    begin = static_cast<int>(first);
-    end = static_cast<int>(last + 1);
-}
 
 template <class T>
 void ZelMPRFillBackground(T* out, std::size_t count, int background)
@@ -63,12 +26,12 @@ void ZelMPRFillBackground(T* out, std::size_t count, int background)
 template <class T>
 bool ZelMPRNearest(const ZelMPRSliceSetup& g, const T* volume, T* out)
 {
-    const ZelMPRVolumeLayout& layout = g.layout;
-    const std::int64_t half = 16384;  // rounds every position to its nearest voxel
-    const std::int64_t colStart = g.colStart + half, rowStart = g.rowStart + half;
-    int x0, x1, y0, y1;
-    ZelMPRFixedSpan(colStart, g.colStep, 0, std::int64_t{layout.size[g.colAxis]} * 32768 - 1, g.width, x0, x1);
-    ZelMPRFixedSpan(rowStart, g.rowStep, 0, std::int64_t{layout.size[g.rowAxis]} * 32768 - 1, g.height, y0, y1);
+    const ZelVolumeLayout& layout = g.layout;
+    // Half a voxel added rounds every position to its nearest voxel.
+    const std::int64_t colStart = g.colStart + kZelFixedHalf, rowStart = g.rowStart + kZelFixedHalf;
+    const ZelSpan across = ZelFixedSpan(colStart, g.colStep, 0, layout.size[g.colAxis] * kZelFixedOne - 1, g.width);
+    const ZelSpan down = ZelFixedSpan(rowStart, g.rowStep, 0, layout.size[g.rowAxis] * kZelFixedOne - 1, g.height);
+    const int x0 = across.begin, x1 = across.end, y0 = down.begin, y1 = down.end;
     const T background = static_cast<T>(g.background);
     if (x0 >= x1 || y0 >= y1) {
         ZelMPRFillBackground(out, static_cast<std::size_t>(g.width) * g.height, g.background);
@@ -82,7 +45,7 @@ bool ZelMPRNearest(const ZelMPRSliceSetup& g, const T* volume, T* out)
     std::unique_ptr<std::ptrdiff_t[]> columns(new (std::nothrow) std::ptrdiff_t[n]);
     std::unique_ptr<int[]> runStart(new (std::nothrow) int[n + 1]);
     if (!columns || !runStart) return false;
-    ZelMPRAxisWalk column(colStart + x0 * g.colStep, layout.axis[g.colAxis]);
+    ZelAxisWalk column(colStart + x0 * g.colStep, layout.axis[g.colAxis]);
     int runs = 0;
     for (int k = 0; k < n; ++k) {
         if (k > 0) column.Advance(g.colStep);
@@ -93,7 +56,7 @@ bool ZelMPRNearest(const ZelMPRSliceSetup& g, const T* volume, T* out)
     const bool copyRuns = runs * 4 <= n;
 
     const T* slice = volume + g.sliceOffset;
-    ZelMPRAxisWalk row(rowStart + y0 * g.rowStep, layout.axis[g.rowAxis]);
+    ZelAxisWalk row(rowStart + y0 * g.rowStep, layout.axis[g.rowAxis]);
     for (int y = 0; y < g.height; ++y) {
         T* o = out + static_cast<std::ptrdiff_t>(y) * g.width;
         if (y < y0 || y >= y1) {
@@ -120,7 +83,7 @@ namespace {
 
 // Element offsets of every coordinate of one axis: the per-pixel addressing
 // of free rotation becomes two table reads.
-std::unique_ptr<std::ptrdiff_t[]> AxisTable(const ZelMPRVolumeLayout& layout, int axis)
+std::unique_ptr<std::ptrdiff_t[]> AxisTable(const ZelVolumeLayout& layout, int axis)
 {
     const int n = layout.size[axis];
     std::unique_ptr<std::ptrdiff_t[]> table(new (std::nothrow) std::ptrdiff_t[n]);

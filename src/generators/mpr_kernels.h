@@ -6,13 +6,14 @@
 #include <cstdint>
 
 #include "generators/mpr_geometry.h"
+#include "generators/voxel_space.h"
 
 // Geometry of one call, in the units the kernels walk in.
 struct ZelMPRSliceSetup {
     int width;
     int height;
     int background;
-    ZelMPRVolumeLayout layout;
+    ZelVolumeLayout layout;
     std::ptrdiff_t sliceOffset;  // element offset of the cut along the normal axis
 
     // Rotation 0 to 3: display x follows exactly one volume axis (colAxis)
@@ -39,47 +40,6 @@ struct ZelMPRSliceSetup {
     explicit ZelMPRSliceSetup(const ZelImageBase& volume) : layout(volume) {}
 };
 
-// A 17.15 position along one volume axis with the element offset of its
-// voxel. Advance() moves by a fixed-point step and carries the whole voxels
-// into the offset with the layout's strides and block jumps; the element
-// index is never recomputed.
-class ZelMPRAxisWalk {
-public:
-    ZelMPRAxisWalk(std::int64_t position, const ZelMPRAxisLayout& axis)
-        : m_axis(axis),
-          m_coord(static_cast<int>(position >> 15)),
-          m_frac(position & 32767),
-          m_offset(axis.Offset(m_coord))
-    {
-    }
-
-    // Only called while the walk stays inside the volume, so the whole-voxel
-    // move fits an int.
-    void Advance(std::int64_t step)
-    {
-        m_frac += step;
-        const int delta = static_cast<int>(m_frac >> 15);
-        m_frac &= 32767;
-        m_offset += m_axis.Step(m_coord, delta);
-        m_coord += delta;
-    }
-
-    int Coord() const { return m_coord; }
-    int Fraction() const { return static_cast<int>(m_frac); }
-    std::ptrdiff_t Offset() const { return m_offset; }
-
-private:
-    const ZelMPRAxisLayout& m_axis;
-    int m_coord;
-    std::int64_t m_frac;
-    std::ptrdiff_t m_offset;
-};
-
-// Display pixels k in [0, count) whose fixed-point position start + k * step
-// lies in [lo, hi]: the half-open range [begin, end), empty when begin == end.
-void ZelMPRFixedSpan(std::int64_t start, std::int64_t step, std::int64_t lo, std::int64_t hi, int count, int& begin,
-                     int& end);
-
 // Whole output set to the background value (converted to T).
 template <class T>
 void ZelMPRFillBackground(T* out, std::size_t count, int background);
@@ -102,14 +62,9 @@ bool ZelMPRFreeBilinear(const ZelMPRSliceSetup& setup, const short* volume, shor
 // position lies in [0, size - 1] on both in-plane axes are the bilinear
 // blend of their four voxels with the weights (32768 - f, f) of the 15-bit
 // fractions f of the walk; the exact blend is truncated toward zero. The
-// SSE2 path and the scalar twin (useSimd = false) give the same bytes.
-bool ZelMPRInterpolated(const ZelMPRSliceSetup& setup, const short* volume, short* out, bool useSimd);
+// SSE2 path and the scalar twin give the same bytes.
+bool ZelMPRInterpolated(const ZelMPRSliceSetup& setup, const short* volume, short* out);
 
 // Stacking weights of modes 3 (triangle) and 4 (Gaussian) for a slab of
 // `count` slices, written to weights[0 .. count - 1]; other modes give 1.
 void ZelMPRStackWeights(int mode, int count, int* weights);
-
-// The filling GenerateImage, with the choice of the SSE2 or the scalar
-// interpolated kernel (the public function uses SSE2).
-bool ZelMPRFillSlice(const ZelImageBase* volume, ZelImageBase* image, const ZelMPRImageGeneratorParam& param,
-                     bool useSimd);

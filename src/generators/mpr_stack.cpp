@@ -9,7 +9,9 @@
 #include <new>
 
 #include "ZelImage.h"
+#include "generators/dispatch.h"
 #include "generators/mpr_kernels.h"
+#include "generators/slab_reducers.h"
 
 void ZelMPRStackWeights(int mode, int count, int* weights)
 {
@@ -30,74 +32,39 @@ void ZelMPRStackWeights(int mode, int count, int* weights)
 
 namespace {
 
-// Truncating division of |n| < 2^31 by a fixed divisor with one multiply:
-// m = ceil(2^(31 + l) / d) with 2^l >= d makes (|n| m) >> (31 + l) exact.
-class FixedDivisor {
-public:
-    explicit FixedDivisor(std::int64_t d)
+// How a slab is combined, over a reducer: Line() folds one slice into a row
+// of accumulators; Run() folds a run of consecutive slab voxels into one.
+template <class T, class Reducer, class Divisor, bool kWeighted>
+struct StackOp {
+    using AccType = typename Reducer::AccType;
+    Divisor divide;
+    AccType Init() const { return Reducer::Init(); }
+    void Line(AccType* acc, const T* src, int n, int weight) const
     {
-        int l = 0;
-        while ((std::int64_t{1} << l) < d) ++l;
-        m_shift = 31 + l;
-        m_multiplier =
-            ((std::uint64_t{1} << m_shift) + static_cast<std::uint64_t>(d) - 1) / static_cast<std::uint64_t>(d);
+        for (int i = 0; i < n; ++i) acc[i] = Fold(acc[i], src[i], weight);
     }
-    std::int32_t operator()(std::int32_t n) const
+    AccType Run(AccType acc, const T* src, int n, const int* weights) const
     {
-        const std::uint64_t magnitude = n < 0 ? 0u - static_cast<std::uint64_t>(static_cast<std::int64_t>(n)) : n;
-        const auto q = static_cast<std::int32_t>((magnitude * m_multiplier) >> m_shift);
-        return n < 0 ? -q : q;
+        for (int i = 0; i < n; ++i) acc = Fold(acc, src[i], kWeighted ? weights[i] : 1);
+        return acc;
     }
+    T Finish(AccType acc) const { return static_cast<T>(Reducer::Finish(acc, divide)); }
 
 private:
-    std::uint64_t m_multiplier;
-    int m_shift;
+    static AccType Fold(AccType acc, T value, int weight)
+    {
+        return kWeighted ? Reducer::FoldWeighted(acc, static_cast<AccType>(value), static_cast<AccType>(weight))
+                         : Reducer::Fold(acc, static_cast<AccType>(value));
+    }
 };
 
-// Sums too large for 32 bits (very thick slabs) divide plainly.
-struct PlainDivisor {
-    std::int64_t d;
-    explicit PlainDivisor(std::int64_t divisor) : d(divisor) {}
-    std::int64_t operator()(std::int64_t n) const { return n / d; }
-};
-
-// How a slab is combined. Line() folds one slice into a row of
-// accumulators; Run() folds a run of consecutive slab voxels into one.
-template <class T, class Acc, class Divisor, bool kWeighted>
-struct MeanOp {
-    using AccType = Acc;
-    Divisor divide;
-    Acc Init() const { return 0; }
-    void Line(Acc* acc, const T* src, int n, int weight) const
+// The extremes need no divisor.
+struct NoDivisor {
+    template <class V>
+    V operator()(V v) const
     {
-        if (kWeighted) {
-            for (int i = 0; i < n; ++i) acc[i] += static_cast<Acc>(weight) * src[i];
-        } else {
-            for (int i = 0; i < n; ++i) acc[i] += src[i];
-        }
+        return v;
     }
-    Acc Run(Acc acc, const T* src, int n, const int* weights) const
-    {
-        for (int i = 0; i < n; ++i) acc += (kWeighted ? static_cast<Acc>(weights[i]) : Acc{1}) * src[i];
-        return acc;
-    }
-    T Finish(Acc acc) const { return static_cast<T>(divide(acc)); }
-};
-
-template <class T, bool kMaximum>
-struct ExtremeOp {
-    using AccType = T;
-    T Init() const { return kMaximum ? std::numeric_limits<T>::lowest() : std::numeric_limits<T>::max(); }
-    void Line(T* acc, const T* src, int n, int) const
-    {
-        for (int i = 0; i < n; ++i) acc[i] = kMaximum ? std::max(acc[i], src[i]) : std::min(acc[i], src[i]);
-    }
-    T Run(T acc, const T* src, int n, const int*) const
-    {
-        for (int i = 0; i < n; ++i) acc = kMaximum ? std::max(acc, src[i]) : std::min(acc, src[i]);
-        return acc;
-    }
-    T Finish(T acc) const { return acc; }
 };
 
 struct Slab {
@@ -109,20 +76,20 @@ struct Slab {
 };
 
 // Length of the run of consecutive elements from coordinate c along x.
-inline int RunLength(const ZelMPRAxisLayout& x, int c, int remaining)
+inline int RunLength(const ZelVoxelAxis& x, int c, int remaining)
 {
-    return x.blockJump == 0 ? remaining : std::min(16 - (c & 15), remaining);
+    return x.outer == x.inner ? remaining : std::min(16 - (c & 15), remaining);
 }
 
 // Planes 1 and 2: output rows run along x, so every slab slice adds a row
 // that lies in memory in runs (whole rows when linear, 16 voxels when tiled).
 template <class T, class Op>
-void StackRows(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
+void StackRows(const T* volume, const ZelVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
                typename Op::AccType* acc, T* out)
 {
-    const ZelMPRAxisLayout& xAxis = layout.axis[0];
-    const ZelMPRAxisLayout& rowAxis = layout.axis[slab.plane == 2 ? 1 : 2];
-    const ZelMPRAxisLayout& normal = layout.axis[slab.plane];
+    const ZelVoxelAxis& xAxis = layout.axis[0];
+    const ZelVoxelAxis& rowAxis = layout.axis[slab.plane == 2 ? 1 : 2];
+    const ZelVoxelAxis& normal = layout.axis[slab.plane];
     for (int oy = 0; oy < slab.height; ++oy) {
         std::fill(acc, acc + slab.width, op.Init());
         for (int k = 0; k < slab.count; ++k) {
@@ -141,10 +108,10 @@ void StackRows(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& sl
 // Plane 0: the slab runs along x, the direction memory is laid out in, so
 // each output pixel folds its own run.
 template <class T, class Op>
-void StackPixels(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
+void StackPixels(const T* volume, const ZelVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
                  T* out)
 {
-    const ZelMPRAxisLayout& xAxis = layout.axis[0];
+    const ZelVoxelAxis& xAxis = layout.axis[0];
     for (int z = 0; z < slab.height; ++z) {
         T* o = out + static_cast<std::ptrdiff_t>(z) * slab.width;
         const std::ptrdiff_t zOffset = layout.axis[2].Offset(z);
@@ -163,8 +130,7 @@ void StackPixels(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& 
 }
 
 template <class T, class Op>
-bool Stack(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op,
-           T* out)
+bool Stack(const T* volume, const ZelVolumeLayout& layout, const Slab& slab, const int* weights, const Op& op, T* out)
 {
     if (slab.plane == 0) {
         StackPixels(volume, layout, slab, weights, op, out);
@@ -177,24 +143,29 @@ bool Stack(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, 
 }
 
 template <class T, class Acc, class Divisor>
-bool StackMean(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, const int* weights, bool weighted,
+bool StackMean(const T* volume, const ZelVolumeLayout& layout, const Slab& slab, const int* weights, bool weighted,
                std::int64_t totalWeight, T* out)
 {
     const Divisor divide(totalWeight);
-    if (weighted) return Stack(volume, layout, slab, weights, MeanOp<T, Acc, Divisor, true>{divide}, out);
-    return Stack(volume, layout, slab, weights, MeanOp<T, Acc, Divisor, false>{divide}, out);
+    using Mean = ZelSlabReducer<kZelSlabAverage, Acc>;
+    if (weighted) return Stack(volume, layout, slab, weights, StackOp<T, Mean, Divisor, true>{divide}, out);
+    return Stack(volume, layout, slab, weights, StackOp<T, Mean, Divisor, false>{divide}, out);
 }
 
 // Mode dispatch, once per call.
 template <class T>
-bool StackSlab(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& slab, ZelMPRStackImageMode mode, T* out)
+bool StackSlab(const T* volume, const ZelVolumeLayout& layout, const Slab& slab, ZelMPRStackImageMode mode, T* out)
 {
     std::unique_ptr<int[]> weights(new (std::nothrow) int[slab.count]);
     if (!weights) return false;
     ZelMPRStackWeights(mode, slab.count, weights.get());
     switch (mode) {
-    case ZEL_MPR_STACK_MAXIMUM: return Stack(volume, layout, slab, weights.get(), ExtremeOp<T, true>{}, out);
-    case ZEL_MPR_STACK_MINIMUM: return Stack(volume, layout, slab, weights.get(), ExtremeOp<T, false>{}, out);
+    case ZEL_MPR_STACK_MAXIMUM:
+        return Stack(volume, layout, slab, weights.get(),
+                     StackOp<T, ZelSlabReducer<kZelSlabMaximum, T>, NoDivisor, false>{}, out);
+    case ZEL_MPR_STACK_MINIMUM:
+        return Stack(volume, layout, slab, weights.get(),
+                     StackOp<T, ZelSlabReducer<kZelSlabMinimum, T>, NoDivisor, false>{}, out);
     default: break;
     }
     std::int64_t totalWeight = 0;
@@ -203,10 +174,10 @@ bool StackSlab(const T* volume, const ZelMPRVolumeLayout& layout, const Slab& sl
         std::max<std::int64_t>(std::numeric_limits<T>::max(), -std::int64_t{std::numeric_limits<T>::min()});
     const bool weighted = mode != ZEL_MPR_STACK_AVERAGE;
     if (totalWeight * largest < (std::int64_t{1} << 31)) {
-        return StackMean<T, std::int32_t, FixedDivisor>(volume, layout, slab, weights.get(), weighted, totalWeight,
-                                                        out);
+        return StackMean<T, std::int32_t, ZelFixedDivisor>(volume, layout, slab, weights.get(), weighted, totalWeight,
+                                                           out);
     }
-    return StackMean<T, std::int64_t, PlainDivisor>(volume, layout, slab, weights.get(), weighted, totalWeight, out);
+    return StackMean<T, std::int64_t, ZelPlainDivisor>(volume, layout, slab, weights.get(), weighted, totalWeight, out);
 }
 
 template <class T>
@@ -285,7 +256,7 @@ ZelImageBase* StackedSlice(const ZelImageBase& volume, ZelMPRImageGeneratorParam
     // Only the two known layouts are read; any other leaves the image unwritten.
     const int alignment = volume.GetAlignmentType();
     if (alignment == ZEL_ALIGNMENT_LINEAR || alignment == ZEL_ALIGNMENT_TILED) {
-        const ZelMPRVolumeLayout layout(volume);
+        const ZelVolumeLayout layout(volume);
         if (!StackSlab(static_cast<const T*>(volume.GetVoidDataPtr()), layout, slab, mode, stacked->GetDataPtr())) {
             delete stacked;
             return nullptr;
@@ -384,11 +355,7 @@ ZelImageBase* ZelMPRImageGenerator::GenerateFilterImage(ZelImageBase* volume, Ze
         mode > ZEL_MPR_STACK_GAUSSIAN) {
         return nullptr;
     }
-    switch (volume->GetVoxelType()) {
-    case ZEL_VOXEL_UCHAR: return StackedSlice<unsigned char>(*volume, param, filterStrength, thickness, centred, mode);
-    case ZEL_VOXEL_USHORT:
-        return StackedSlice<unsigned short>(*volume, param, filterStrength, thickness, centred, mode);
-    case ZEL_VOXEL_SHORT: return StackedSlice<short>(*volume, param, filterStrength, thickness, centred, mode);
-    default: return nullptr;
-    }
+    return ZelDispatchGreyVoxel(volume->GetVoxelType(), static_cast<ZelImageBase*>(nullptr), [&](auto tag) {
+        return StackedSlice<typename decltype(tag)::type>(*volume, param, filterStrength, thickness, centred, mode);
+    });
 }

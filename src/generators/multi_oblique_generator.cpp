@@ -70,7 +70,7 @@ bool ZelMultiObliqueImageGenerator::GetObliqueParam(int imageIndex, const ZelMul
     const ZelImageBase* volume = VolumeOf(imageIndex, param);
     float s[3];
     float m;
-    if (volume == nullptr || !zel_oblique::ObliqueNormalisedSpacing(*volume, s, m)) return false;
+    if (volume == nullptr || !ZelNormalisedSpacing(*volume, s, m)) return false;
     if (!(param.pixelSpacing > 0.0f)) return false;
     const ZelMultiObliqueImageGeneratorImageParam& image = param.images[static_cast<std::size_t>(imageIndex)];
     const Zel3DVector<float> spacing = volume->GetImageScale();

@@ -48,66 +48,32 @@ bool ZelObliqueImageGenerator::DisplayToVoxel(int width, int height, const Zel2D
                                               Zel3DVector<float>& voxel,
                                               const ZelObliqueImageGeneratorParam& param) const
 {
-    float s[3];
+    ZelPlaneFrame<float> frame;
     float m;
-    if (m_image == nullptr || !zel_oblique::ObliqueNormalisedSpacing(*m_image, s, m)) return false;
-    const float dx = display.x - static_cast<float>(width - 1) * 0.5f;
-    const float dy = display.y - static_cast<float>(height - 1) * 0.5f;
-    const float center[3] = {param.center.x, param.center.y, param.center.z};
-    float v[3];
-    for (int a = 0; a < 3; ++a) {
-        v[a] = (center[a] * s[a] + dx * param.orientation.m[a][0] / param.zoom +
-                dy * param.orientation.m[a][1] / param.zoom) /
-               s[a];
-    }
-    voxel = {v[0], v[1], v[2]};
-    const Zel3DVector<int> size = m_image->GetImageSize();
-    const float high[3] = {static_cast<float>(size.x - 1), static_cast<float>(size.y - 1),
-                           static_cast<float>(size.z - 1)};
-    for (int a = 0; a < 3; ++a)
-        if (!(v[a] >= 0.0f && v[a] <= high[a])) return false;  // NaN is outside too
-    return true;
+    if (m_image == nullptr || !zel_oblique::ObliqueFrame(*m_image, param, width, height, 0.0f, frame, m)) return false;
+    voxel = frame.DisplayToVoxel(width, height, display);
+    return ZelInsideVolume(voxel, *m_image);
 }
-
-namespace {
-
-// Display position of a voxel; false when outside the output.
-bool ProjectToDisplay(const float s[3], int width, int height, const Zel3DVector<float>& voxel,
-                      Zel2DVector<float>& display, const ZelObliqueImageGeneratorParam& param)
-{
-    const float v[3] = {voxel.x, voxel.y, voxel.z};
-    const float c[3] = {param.center.x, param.center.y, param.center.z};
-    float x = static_cast<float>(width - 1) * 0.5f;
-    float y = static_cast<float>(height - 1) * 0.5f;
-    for (int a = 0; a < 3; ++a) {
-        const float d = (v[a] * s[a] - c[a] * s[a]) * param.zoom;
-        x += param.orientation.m[a][0] * d;
-        y += param.orientation.m[a][1] * d;
-    }
-    display = {x, y};
-    return x >= 0.0f && x <= static_cast<float>(width - 1) && y >= 0.0f && y <= static_cast<float>(height - 1);
-}
-
-}  // namespace
 
 bool ZelObliqueImageGenerator::VoxelToDisplay(int width, int height, const Zel3DVector<float>& voxel,
                                               Zel2DVector<float>& display,
                                               const ZelObliqueImageGeneratorParam& param) const
 {
-    float s[3];
+    ZelPlaneFrame<float> frame;
     float m;
-    if (m_image == nullptr || !zel_oblique::ObliqueNormalisedSpacing(*m_image, s, m)) return false;
-    return ProjectToDisplay(s, width, height, voxel, display, param);
+    if (m_image == nullptr || !zel_oblique::ObliqueFrame(*m_image, param, width, height, 0.0f, frame, m)) return false;
+    display = frame.VoxelToDisplay(width, height, voxel);
+    return ZelInsideDisplay(display, width, height);
 }
 
 bool ZelObliqueImageGenerator::VoxelToDisplay(int width, int height, const std::vector<Zel3DVector<float>>& voxels,
                                               std::vector<Zel2DVector<float>>& displays,
                                               const ZelObliqueImageGeneratorParam& param) const
 {
-    float s[3];
+    ZelPlaneFrame<float> frame;
     float m;
-    if (m_image == nullptr || !zel_oblique::ObliqueNormalisedSpacing(*m_image, s, m)) return false;
+    if (m_image == nullptr || !zel_oblique::ObliqueFrame(*m_image, param, width, height, 0.0f, frame, m)) return false;
     displays.resize(voxels.size());
-    for (std::size_t i = 0; i < voxels.size(); ++i) ProjectToDisplay(s, width, height, voxels[i], displays[i], param);
+    for (std::size_t i = 0; i < voxels.size(); ++i) displays[i] = frame.VoxelToDisplay(width, height, voxels[i]);
     return true;
 }

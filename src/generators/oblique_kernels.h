@@ -13,12 +13,8 @@ namespace zel_oblique {
 // supported with a null kernel: its rows are left unwritten. threaded is true
 // for the slab kernels. vectorFriendly says the volume suits the vector
 // kernels (every size >= 2, fewer than 2^31 elements); they are then used when
-// the processor has them and they are allowed.
+// the processor has them and the dispatch allows them.
 bool SelectObliqueKernel(int voxelType, int alignment, int interpolation, int steps, int slabMode, bool vectorFriendly,
                          ObliqueRowKernel& kernel, bool& threaded);
-
-// Lets the tests run the scalar kernels on a processor with vector ones (the
-// two must give the same bytes). Allowed by default.
-void ObliqueAllowVectorKernels(bool allowed);
 
 }  // namespace zel_oblique

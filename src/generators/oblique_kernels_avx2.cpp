@@ -1,12 +1,9 @@
 #include "generators/oblique_kernels_avx2.h"
 
-#if (defined(__x86_64__) || defined(__i386__)) && (defined(__GNUC__) || defined(__clang__))
-#define ZEL_OBLIQUE_AVX2 1
-#else
-#define ZEL_OBLIQUE_AVX2 0
-#endif
+#include "generators/dispatch.h"
+#include "generators/slab_reducers.h"
 
-#if ZEL_OBLIQUE_AVX2
+#if ZEL_HAVE_AVX2
 #include <immintrin.h>
 
 #include <climits>
@@ -16,14 +13,9 @@
 
 namespace zel_oblique {
 
-#if ZEL_OBLIQUE_AVX2
+#if ZEL_HAVE_AVX2
 
-bool ObliqueAvx2Available()
-{
-    return __builtin_cpu_supports("avx2");
-}
-
-#define ZEL_AVX2 __attribute__((target("avx2")))
+#define ZEL_AVX2 ZEL_TARGET_AVX2
 
 namespace {
 
@@ -31,24 +23,28 @@ using std::int64_t;
 using std::ptrdiff_t;
 using std::uint32_t;
 
-// Per-call constants of the sample.
+// Per-call constants of the sample, from the volume's layout (the volume
+// has fewer than 2^31 elements, so every offset fits a lane).
+template <bool kTiled>
 struct Consts {
     __m256i high[3];  // last interpolation cell: (size - 1) * 32768 - 1
     __m256i strideY;  // linear: elements per row and per slice
     __m256i strideZ;
     ptrdiff_t offsetY;  // the same as pointer offsets
     ptrdiff_t offsetZ;
-    __m256i blockRowY;  // tiled: elements per row of blocks and per layer of blocks
+    __m256i blockRowY;  // tiled: elements per row of blocks and per layer of blocks (16 outer strides)
     __m256i blockRowZ;
     ZEL_AVX2 explicit Consts(const ObliqueSetup& s)
     {
-        for (int a = 0; a < 3; ++a) high[a] = _mm256_set1_epi32((s.size[a] - 1) * 32768 - 1);
-        offsetY = s.size[0];
-        offsetZ = static_cast<ptrdiff_t>(s.size[0]) * s.size[1];
-        strideY = _mm256_set1_epi32(s.size[0]);
+        const ZelVolumeLayout& layout = s.layout;
+        for (int a = 0; a < 3; ++a)
+            high[a] = _mm256_set1_epi32(static_cast<int>((layout.size[a] - 1) * kZelFixedOne - 1));
+        offsetY = kTiled ? 0 : layout.axis[1].outer;
+        offsetZ = kTiled ? 0 : layout.axis[2].outer;
+        strideY = _mm256_set1_epi32(static_cast<int>(offsetY));
         strideZ = _mm256_set1_epi32(static_cast<int>(offsetZ));
-        blockRowY = _mm256_set1_epi32(s.blocksX * 4096);
-        blockRowZ = _mm256_set1_epi32(s.blocksPerSlice * 4096);
+        blockRowY = _mm256_set1_epi32(kTiled ? static_cast<int>(layout.axis[1].outer * 16) : 0);
+        blockRowZ = _mm256_set1_epi32(kTiled ? static_cast<int>(layout.axis[2].outer * 16) : 0);
     }
 };
 
@@ -113,7 +109,7 @@ ZEL_AVX2 inline __m256i JoinSplitPair(const short* volume, __m256i g, __m256i c,
 // Always inlined: as a call it reloads its constants and spills on every
 // sample, which costs the slab about a tenth of its time.
 template <bool kTiled>
-ZEL_AVX2 inline __attribute__((always_inline)) __m256i Sample(const short* volume, const Consts& k, __m256i px,
+ZEL_AVX2 inline __attribute__((always_inline)) __m256i Sample(const short* volume, const Consts<kTiled>& k, __m256i px,
                                                               __m256i py, __m256i pz)
 {
     px = _mm256_min_epi32(px, k.high[0]);
@@ -138,7 +134,7 @@ ZEL_AVX2 inline __attribute__((always_inline)) __m256i Sample(const short* volum
         const __m256i xLow = _mm256_and_si256(x0, low);
         const __m256i yLow = _mm256_and_si256(y0, low);
         const __m256i zLow = _mm256_and_si256(z0, low);
-        // The tiled index as a sum of one term per axis (see ZelTiledIndex).
+        // The tiled index as a sum of one term per axis (ZelAxisOffset).
         const __m256i tx = _mm256_add_epi32(_mm256_slli_epi32(_mm256_sub_epi32(x0, xLow), 8), xLow);
         const __m256i ty =
             _mm256_add_epi32(_mm256_mullo_epi32(_mm256_srli_epi32(y0, 4), k.blockRowY), _mm256_slli_epi32(yLow, 4));
@@ -219,11 +215,12 @@ ZEL_AVX2 inline void Store(short* out, __m256i v)
     Store(out, _mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
 }
 
+// The folds of ZelSlabReducer, eight lanes at a time.
 template <int kMode>
 ZEL_AVX2 inline __m256i Combine(__m256i acc, __m256i v)
 {
-    if (kMode == 0) return _mm256_add_epi32(acc, v);
-    if (kMode == 1) return _mm256_max_epi32(acc, v);
+    if (kMode == kZelSlabAverage) return _mm256_add_epi32(acc, v);
+    if (kMode == kZelSlabMaximum) return _mm256_max_epi32(acc, v);
     return _mm256_min_epi32(acc, v);
 }
 
@@ -233,7 +230,7 @@ ZEL_AVX2 inline __m256i Combine(__m256i acc, __m256i v)
 template <int kMode>
 ZEL_AVX2 inline void StoreSlab(short* out, __m256i acc, __m256d count)
 {
-    if (kMode == 0) {
+    if (kMode == kZelSlabAverage) {
         const __m128i low = _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(_mm256_castsi256_si128(acc)), count));
         const __m128i high =
             _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(_mm256_extracti128_si256(acc, 1)), count));
@@ -247,7 +244,7 @@ template <bool kTiled, int kMode>
 ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int first, int end, short* out)
 {
     const short* volume = static_cast<const short*>(s.volume);
-    const Consts k(s);
+    const Consts<kTiled> k(s);
     const __m256i normal[3] = {_mm256_set1_epi32(s.normal[0]), _mm256_set1_epi32(s.normal[1]),
                                _mm256_set1_epi32(s.normal[2])};
     const int n = s.steps;
@@ -294,7 +291,7 @@ template <bool kTiled>
 ZEL_AVX2 int PlaneSpan(const ObliqueSetup& s, const int64_t rowStart[3], int first, int end, short* out)
 {
     const short* volume = static_cast<const short*>(s.volume);
-    const Consts k(s);
+    const Consts<kTiled> k(s);
     Columns columns(s, rowStart, first);
     int i = first;
     for (; i + 8 <= end; i += 8) {
@@ -321,11 +318,6 @@ int ObliquePlaneSpanAvx2(const ObliqueSetup& s, const std::int64_t rowStart[3], 
 }
 
 #else  // no vector kernels in this build
-
-bool ObliqueAvx2Available()
-{
-    return false;
-}
 
 template <bool kTiled, int kMode>
 int ObliqueSlabSpanAvx2(const ObliqueSetup&, const std::int64_t*, int first, int, short*)

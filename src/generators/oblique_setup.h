@@ -7,6 +7,8 @@
 
 #include "ZelImageBase.h"
 #include "ZelObliqueImageGenerator.h"
+#include "generators/plane_frame.h"
+#include "generators/voxel_space.h"
 
 namespace zel_oblique {
 
@@ -18,9 +20,7 @@ constexpr int kMaxSlabSteps = 16384;
 // in voxel index units.
 struct ObliqueSetup {
     const void* volume;
-    int size[3];
-    int blocksX;
-    int blocksPerSlice;
+    ZelVolumeLayout layout;
     void* output;  // linear rows of `width` elements
     int width;
     int height;
@@ -55,9 +55,11 @@ enum class ObliquePrepared {
     kReady,
 };
 
-// Smallest spacing m and the normalised spacing s = scale / m of a volume;
-// false when a spacing is not positive and finite.
-bool ObliqueNormalisedSpacing(const ZelImageBase& volume, float s[3], float& m);
+// The frame of the plane param describes (directions from its matrix, the
+// walk of a width x height output whose slab starts halfSlab steps behind
+// the plane, in float); false when a spacing is not positive and finite.
+bool ObliqueFrame(const ZelImageBase& volume, const ZelObliqueImageGeneratorParam& param, int width, int height,
+                  float halfSlab, ZelPlaneFrame<float>& frame, float& m);
 
 // Checks volume, output and parameters and fills plan. Writes nothing.
 ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* output,
@@ -66,15 +68,6 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
 // Runs every row of a prepared plan on the calling thread, or over the
 // workers when the plan is threaded.
 void RunOblique(const ObliquePlan& plan);
-
-// Columns [first, last) of one row, clamped to [0, width), whose samples
-// p + i * step satisfy low <= sample <= high[axis] on every axis.
-struct ObliqueSpan {
-    int first;
-    int last;
-};
-ObliqueSpan ObliqueInsideSpan(const std::int64_t p[3], const int step[3], std::int64_t low, const std::int64_t high[3],
-                              int width);
 
 // 17.15 position of column 0 of a row.
 inline void ObliqueRowStart(const ObliqueSetup& s, int row, std::int64_t p[3])
