@@ -7,23 +7,8 @@
 #include "ZelExport.h"
 #include "ZelImageGeneratorBase.h"
 
-// Conventions shared by the reslicing generators
-// ----------------------------------------------
-// * Display pixel centres lie at whole display coordinates; the centre of a
-//   W x H output is ((W - 1) / 2, (H - 1) / 2), between pixels when W or H is
-//   even.
-// * Voxel centres lie at whole voxel coordinates (index units).
-// * Geometry is done in normalised voxel space: each axis is scaled by
-//   s = spacing / (smallest spacing), so the finest axis has s = 1 and an
-//   anisotropic volume is shown undistorted. zoom is output pixels per
-//   normalised voxel.
-// * Sampling walks hold positions and steps in 17.15 fixed point
-//   (one voxel = 32768), truncated toward zero.
-// * An image returned by a creating GenerateImage belongs to the caller, who
-//   destroys it with delete. False or null means: no volume, no output image,
-//   output type differs from the volume's, unsupported type or mode, or no
-//   memory. A slice outside the volume is not a failure: it shows the
-//   background value.
+// Axis-aligned slices (conventions: ZelImageGeneratorBase.h). A slice
+// outside the volume is not a failure: it shows the background value.
 
 // Plane values of ZelMPRImageGeneratorParam::plane.
 enum ZEL_MPR_PLANE {

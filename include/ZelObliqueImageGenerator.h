@@ -8,18 +8,9 @@
 #include "ZelImageGeneratorBase.h"
 #include "ZelMatrix3x3.h"
 
-// Oblique planes and slabs
-// ------------------------
-// * Display pixel centres lie at whole display coordinates; the centre of a
-//   W x H output is ((W - 1) / 2, (H - 1) / 2). Voxel centres lie at whole
-//   voxel coordinates (index units).
-// * Geometry is done in normalised voxel space: with m the smallest voxel
-//   spacing of the volume, each axis is scaled by s = spacing / m. A plane
-//   that is orthonormal in normalised space is undistorted on screen, and one
-//   output pixel covers m / zoom in the units of the spacing (the scale set on
-//   every output image).
-// * Sampling walks hold positions and steps in 17.15 fixed point (one voxel =
-//   32768), truncated toward zero. A set-up whose start or steps do not fit
+// Oblique planes and slabs (conventions: ZelImageGeneratorBase.h)
+// ---------------------------------------------------------------
+// * A set-up whose start or steps do not fit 32-bit 17.15 fixed point
 //   (further than 65536 voxels) is refused.
 // * Nearest sampling takes the voxel at (position + 16384) >> 15 on each axis;
 //   a column whose rounded voxel lies outside the volume shows
@@ -49,9 +40,6 @@
 //   gathered into a slab; their start is still moved back by n / 2 steps, so
 //   a non-zero thickness shows the plane n / 2 steps behind the centre. This is
 //   kept as it is on purpose.
-// * An image returned by the creating GenerateImage belongs to the caller, who
-//   destroys it with delete. Nothing is kept between calls: one generator may
-//   serve several threads at once if each call has its own output image.
 
 // Slab modes of ZelObliqueImageGeneratorParam::slabMode (same numbering as the
 // MPR stacked slice).
