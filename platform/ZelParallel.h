@@ -4,10 +4,14 @@
 
 #include "ZelExport.h"
 
-// The library's one place that starts and joins threads. Generators describe
-// the work as a function of a row (or a range of lines); these helpers own the
-// workers. Every worker is joined before the call returns, and a worker count
-// of 1 (or less) runs everything on the calling thread.
+// The library's one place that starts and joins threads, public so that a
+// host (or a tool such as zelgen) can spread its own per-image work the way
+// the generators do: the work is a function of a row (or a range of lines);
+// these helpers own the workers. Every worker is joined before the call
+// returns, a worker count of 1 (or less) runs everything on the calling
+// thread, and where the system refuses a thread its share runs on the calling
+// thread instead. Pass ZelCPUController::GetAvailableCPUNumInThread() to use
+// the library's processor count. Exceptions must not leave `work`.
 
 // Dynamic scheme: rows 0..rows-1 are handed out one at a time from a shared
 // atomic counter to `workers` threads. `work(row)` must only write its own
