@@ -24,49 +24,61 @@ T* OutputRow(const ObliqueSetup& s, int row)
     return static_cast<T*>(s.output) + static_cast<ptrdiff_t>(row) * s.width;
 }
 
-template <class T, class View>
-void NearestRow(const ObliqueSetup& s, int row)
-{
-    T* out = OutputRow<T>(s, row);
-    const T background = static_cast<T>(s.background);
-    int64_t p0[3];
-    ObliqueRowStart(s, row, p0);
-    const ZelSpan span = ZelInsideSpan(p0, s.right, -kZelFixedHalf, s.nearestHigh, s.width);
-    std::fill(out, out + span.begin, background);
-    const T* volume = static_cast<const T*>(s.volume);
-    const View view(s.layout);
-    // + one half: the shift then rounds to the nearest voxel.
-    ZelFixedWalk walk(p0, s.right, span.begin, kZelFixedHalf);
-    for (int i = span.begin; i < span.end; ++i) {
-        out[i] = ZelSampleNearest(volume, view, walk.p[0], walk.p[1], walk.p[2]);
-        walk.Next();
-    }
-    std::fill(out + span.end, out + s.width, background);
-}
-
 // Size - 1 per axis: the last index a trilinear sample may start from.
 struct LastIndex {
     int v[3];
     explicit LastIndex(const ObliqueSetup& s) : v{s.layout.size[0] - 1, s.layout.size[1] - 1, s.layout.size[2] - 1} {}
 };
 
-template <class View, bool kVector>
-void InterpolatedRow(const ObliqueSetup& s, int row)
+// The samples of a plane row. Nearest: positions carry half a voxel, so that
+// the shift rounds them, and are inside from -1/2 to size - 1/2 voxel.
+template <class T, class View>
+struct NearestSample {
+    const T* volume;
+    View view;
+    explicit NearestSample(const ObliqueSetup& s) : volume(static_cast<const T*>(s.volume)), view(s.layout) {}
+    static std::int64_t Low() { return -kZelFixedHalf; }
+    static const std::int64_t* High(const ObliqueSetup& s) { return s.nearestHigh; }
+    static std::int64_t Offset() { return kZelFixedHalf; }
+    T operator()(const ZelFixedWalk& w) const { return ZelSampleNearest(volume, view, w.p[0], w.p[1], w.p[2]); }
+};
+
+// Trilinear: inside from 0 to size - 1 voxel.
+template <class View>
+struct TrilinearSample {
+    const short* volume;
+    View view;
+    LastIndex last;
+    explicit TrilinearSample(const ObliqueSetup& s)
+        : volume(static_cast<const short*>(s.volume)), view(s.layout), last(s)
+    {
+    }
+    static std::int64_t Low() { return 0; }
+    static const std::int64_t* High(const ObliqueSetup& s) { return s.linearHigh; }
+    static std::int64_t Offset() { return 0; }
+    short operator()(const ZelFixedWalk& w) const
+    {
+        return static_cast<short>(ZelSampleTrilinear(volume, view, last.v, w.p[0], w.p[1], w.p[2]));
+    }
+};
+
+// One row of a plane: background / inside / background spans, the inside
+// span walked (eight columns at a time first, where the vector kernel runs).
+template <class T, class Sample, bool kVector>
+void PlaneRow(const ObliqueSetup& s, int row)
 {
-    short* out = OutputRow<short>(s, row);
-    const short background = static_cast<short>(s.background);
+    T* out = OutputRow<T>(s, row);
+    const T background = static_cast<T>(s.background);
     int64_t p0[3];
     ObliqueRowStart(s, row, p0);
-    const ZelSpan span = ZelInsideSpan(p0, s.right, 0, s.linearHigh, s.width);
+    const ZelSpan span = ZelInsideSpan(p0, s.right, Sample::Low(), Sample::High(s), s.width);
     std::fill(out, out + span.begin, background);
-    const short* volume = static_cast<const short*>(s.volume);
-    const View view(s.layout);
-    const LastIndex last(s);
+    const Sample sample(s);
     int i = span.begin;
-    if (kVector) i = ObliquePlaneSpanAvx2<View::kIsTiled>(s, p0, i, span.end, out);
-    ZelFixedWalk walk(p0, s.right, i, 0);
+    if constexpr (kVector) i = ObliquePlaneSpanAvx2<decltype(sample.view)::kIsTiled>(s, p0, i, span.end, out);
+    ZelFixedWalk walk(p0, s.right, i, Sample::Offset());
     for (; i < span.end; ++i) {
-        out[i] = static_cast<short>(ZelSampleTrilinear(volume, view, last.v, walk.p[0], walk.p[1], walk.p[2]));
+        out[i] = sample(walk);
         walk.Next();
     }
     std::fill(out + span.end, out + s.width, background);
@@ -150,16 +162,18 @@ using Maximum = Reducer<kZelSlabMaximum>;
 using Minimum = Reducer<kZelSlabMinimum>;
 
 // [voxel type slot][layout]: types 1, 3, 4; linear, tiled.
+template <class T, class View>
+constexpr ObliqueRowKernel kNearestRow = PlaneRow<T, NearestSample<T, View>, false>;
 const ObliqueRowKernel kNearest[kZelGreyVoxelTypes][2] = {
-    {NearestRow<unsigned char, Linear>, NearestRow<unsigned char, Tiled>},
-    {NearestRow<unsigned short, Linear>, NearestRow<unsigned short, Tiled>},
-    {NearestRow<short, Linear>, NearestRow<short, Tiled>},
+    {kNearestRow<unsigned char, Linear>, kNearestRow<unsigned char, Tiled>},
+    {kNearestRow<unsigned short, Linear>, kNearestRow<unsigned short, Tiled>},
+    {kNearestRow<short, Linear>, kNearestRow<short, Tiled>},
 };
 
 // [vector][layout].
 const ObliqueRowKernel kInterpolated[2][2] = {
-    {InterpolatedRow<Linear, false>, InterpolatedRow<Tiled, false>},
-    {InterpolatedRow<Linear, true>, InterpolatedRow<Tiled, true>},
+    {PlaneRow<short, TrilinearSample<Linear>, false>, PlaneRow<short, TrilinearSample<Tiled>, false>},
+    {PlaneRow<short, TrilinearSample<Linear>, true>, PlaneRow<short, TrilinearSample<Tiled>, true>},
 };
 
 // [vector][slab mode][layout].
