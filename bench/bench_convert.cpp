@@ -18,7 +18,7 @@
 
 #include "ZelIGConverter.h"
 #include "ZelImageGeneratorGammaTable.h"
-#include "convert/window_kernels.h"
+#include "generators/dispatch.h"
 #include "phantom.h"
 
 #if defined(ZEL_HAVE_VTK)
@@ -165,14 +165,9 @@ void Convert_WindowScalarTwin(benchmark::State& state)
 {
     const int depth = static_cast<int>(state.range(0));
     auto buffer = Buffer(depth);
-    const ZelWindowRamp ramp = ZelMakeWindowRamp(kWidth, kCentre, false);
-    Run(state, "WindowScalarTwin", depth, [&] {
-        for (int y = 0; y < kSize; ++y) {
-            ZelWindowStretchScalar(Slice().GetDataPtr() + y * kSize,
-                                   buffer->GetDataPtr() + y * buffer->GetSizePerLine(), kSize / 16, depth, ramp);
-        }
-        benchmark::ClobberMemory();
-    });
+    const ZelSimdCapScope scalar(ZelSimd::kScalar);
+    Run(state, "WindowScalarTwin", depth,
+        [&] { ZelIGConverter::Window(buffer.get(), &Slice(), kWidth, kCentre, false); });
 }
 BENCHMARK(Convert_WindowScalarTwin)->Arg(1)->Arg(3)->Unit(benchmark::kMicrosecond);
 
