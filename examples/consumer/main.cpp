@@ -1,14 +1,24 @@
-#include <ZelImageGenerator.h>
-
+// A separate program that uses the installed library as a host would.
 #include <cstdio>
+
+#include "consumer.h"
 
 int main()
 {
-    ZelImage<short> volume;
-    if (volume.Allocate(ZEL_ALIGNMENT_TILED, 64, 64, 32) != 0) return 1;
-    ZelImageBuffer buffer;
-    if (!buffer.CreateImage(64, 64, 3)) return 1;
-    std::printf("volume %d blocks per slice, buffer stride %d bytes\n", volume.GetBlocksPerSlice(),
-                buffer.GetSizePerLine());
+    const struct {
+        const char* family;
+        bool (*use)();
+    } families[] = {
+        {"volumes and buffers", UseVolumes},
+        {"generators", UseGenerators},
+        {"display conversions", UseConvert},
+    };
+    for (const auto& f : families) {
+        if (!f.use()) {
+            std::fprintf(stderr, "consumer: %s failed\n", f.family);
+            return 1;
+        }
+        std::printf("consumer: %s work\n", f.family);
+    }
     return 0;
 }
