@@ -1,0 +1,255 @@
+#include "colour_kernels.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "foundation/zel_numbers.h"
+
+namespace {
+
+// Mask element tests, chosen once per call.
+struct SelectAll {
+    SelectAll(const ZelMaskRows&, std::ptrdiff_t) {}
+    bool operator()(int) const { return true; }
+};
+
+template <class Element>
+struct SelectBits {
+    const Element* row;
+    Element bits;
+    SelectBits(const ZelMaskRows& mask, std::ptrdiff_t first)
+        : row(static_cast<const Element*>(mask.data) + first), bits(static_cast<Element>(mask.bits))
+    {
+    }
+    bool operator()(int x) const { return (row[x] & bits) != 0; }
+};
+
+// The three bytes of a pixel from the low three bytes of a word.
+inline void Put3(unsigned char* pixel, std::uint32_t bytes)
+{
+    pixel[0] = static_cast<unsigned char>(bytes);
+    pixel[1] = static_cast<unsigned char>(bytes >> 8);
+    pixel[2] = static_cast<unsigned char>(bytes >> 16);
+}
+
+inline std::uint32_t Grey3(unsigned char level)
+{
+    return level * 0x010101u;
+}
+
+// Palette entries (or grey) of `count` pixels. Eight pixels go out as three
+// 64-bit words; the row's last bytes are written one by one, so that the
+// padding after the row is never touched.
+template <class Select>
+void PaintPalette(const std::uint32_t* entries, const unsigned char* levels, Select selected, int x0, int count,
+                  unsigned char* dst)
+{
+    const auto entry = [&](int x) -> std::uint64_t {
+        const unsigned char level = levels[x];
+        return selected(x0 + x) ? entries[level] : Grey3(level);
+    };
+    int x = 0;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    for (; x + 8 <= count; x += 8) {
+        const std::uint64_t e0 = entry(x), e1 = entry(x + 1), e2 = entry(x + 2), e3 = entry(x + 3);
+        const std::uint64_t e4 = entry(x + 4), e5 = entry(x + 5), e6 = entry(x + 6), e7 = entry(x + 7);
+        const std::uint64_t words[3] = {e0 | e1 << 24 | e2 << 48, e2 >> 16 | e3 << 8 | e4 << 32 | e5 << 56,
+                                        e5 >> 8 | e6 << 16 | e7 << 40};
+        std::memcpy(dst + 3 * x, words, sizeof(words));
+    }
+#endif
+    for (; x < count; ++x) Put3(dst + 3 * x, static_cast<std::uint32_t>(entry(x)));
+}
+
+// byte k = component k * a + b with a = opacity * 255 and b = (1 - opacity) *
+// grey, each rounded to single precision; the rest in double.
+inline void Blend(const ZelRGBABase<float>& e, unsigned char grey, unsigned char* pixel)
+{
+    const float a = static_cast<float>(e.a * 255.0);
+    const float b = static_cast<float>((1.0 - e.a) * grey);
+    pixel[0] = ZelTruncateToByte(static_cast<double>(e.r) * a + b);
+    pixel[1] = ZelTruncateToByte(static_cast<double>(e.g) * a + b);
+    pixel[2] = ZelTruncateToByte(static_cast<double>(e.b) * a + b);
+}
+
+inline void Opaque(const ZelRGBABase<float>& e, unsigned char* pixel)
+{
+    pixel[0] = ZelTruncateToByte(e.r * 255.0);
+    pixel[1] = ZelTruncateToByte(e.g * 255.0);
+    pixel[2] = ZelTruncateToByte(e.b * 255.0);
+}
+
+template <class Select>
+void ColourRows(const ZelGreyRows& rows, const ZelGreyStage& grey, const ZelMaskRows& mask, ZelColourStage stage,
+                const ZelColourSource& source)
+{
+    std::uint32_t entries[256] = {};
+    if (stage == ZelColourStage::Palette) {
+        for (int i = 0; i < 256; ++i) {
+            const ZelRGBBase<unsigned char>& p = source.palette[i];
+            entries[i] = p.r | static_cast<std::uint32_t>(p.g) << 8 | static_cast<std::uint32_t>(p.b) << 16;
+        }
+    }
+    const ZelRGBABase<float>* colours = source.colours;
+    alignas(16) unsigned char levels[kZelLevelRun];
+    for (int y = 0; y < rows.height; ++y) {
+        const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(y) * rows.width;
+        const short* src = rows.src + first;
+        const Select selected(mask, first);
+        for (int x0 = 0; x0 < rows.width; x0 += kZelLevelRun) {
+            const int count = std::min(kZelLevelRun, rows.width - x0);
+            unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride + 3 * x0;
+            grey.Levels(src, rows.width, x0, count, levels);
+            switch (stage) {
+            case ZelColourStage::Palette: PaintPalette(entries, levels, selected, x0, count, dst); break;
+            case ZelColourStage::TableBlend:
+                for (int x = 0; x < count; ++x) {
+                    if (selected(x0 + x)) {
+                        Blend(colours[src[x0 + x]], levels[x], dst + 3 * x);
+                    } else {
+                        Put3(dst + 3 * x, Grey3(levels[x]));
+                    }
+                }
+                break;
+            case ZelColourStage::TableOpaque:
+                for (int x = 0; x < count; ++x) {
+                    if (selected(x0 + x)) {
+                        Opaque(colours[src[x0 + x]], dst + 3 * x);
+                    } else {
+                        Put3(dst + 3 * x, Grey3(levels[x]));
+                    }
+                }
+                break;
+            }
+        }
+    }
+}
+
+// Calls body(Select) with the element test of the mask: all pixels, 8-bit or
+// 16-bit elements.
+template <class Body>
+void WithMask(const ZelMaskRows& mask, Body body)
+{
+    if (mask.data == nullptr) {
+        body(SelectAll(mask, 0));
+    } else if (mask.elementBytes == 1) {
+        body(SelectBits<std::uint8_t>(mask, 0));
+    } else {
+        body(SelectBits<std::uint16_t>(mask, 0));
+    }
+}
+
+template <int Depth, class Select>
+void ApplyMaskRows(const ZelGreyRows& rows, const ZelMaskRows& mask, const unsigned char (&paint)[4])
+{
+    for (int y = 0; y < rows.height; ++y) {
+        const Select selected(mask, static_cast<std::ptrdiff_t>(y) * rows.width);
+        unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
+        for (int x = 0; x < rows.width; ++x) {
+            if (!selected(x)) std::memcpy(dst + Depth * x, paint, Depth);
+        }
+    }
+}
+
+template <int Depth, class Select>
+void BlendingMaskRows(const ZelGreyRows& rows, const ZelMaskRows& mask, std::uint16_t keep,
+                      const std::uint16_t (&add)[3])
+{
+    for (int y = 0; y < rows.height; ++y) {
+        const Select selected(mask, static_cast<std::ptrdiff_t>(y) * rows.width);
+        unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
+        for (int x = 0; x < rows.width; ++x) {
+            if (!selected(x)) continue;
+            unsigned char* pixel = dst + Depth * x;
+            for (int k = 0; k < 3; ++k) {
+                const auto sum = static_cast<std::uint16_t>(pixel[k] * keep + add[k]);
+                pixel[k] = static_cast<unsigned char>(sum >> 8);
+            }
+        }
+    }
+}
+
+}  // namespace
+
+bool ZelPrepareMask(const ZelImageBase* mask, unsigned int bits, const ZelGreyRows& rows, ZelMaskRows& out)
+{
+    if (mask == nullptr) return false;
+    switch (mask->GetVoxelType()) {
+    case 1:
+    case 2: out.elementBytes = 1; break;
+    case 3:
+    case 4: out.elementBytes = 2; break;
+    default: return false;
+    }
+    out.data = mask->GetVoidDataPtr();
+    out.bits = out.elementBytes == 1 ? (bits & 0xFFu) : (bits & 0xFFFFu);
+    if (rows.dst == nullptr) return true;  // nothing will be read
+    return mask->GetVoxelBytes() >= out.elementBytes && ZelCoversRows(*mask, rows);
+}
+
+void ZelColourRows(const ZelGreyRows& rows, const ZelGreyStage& grey, const ZelMaskRows& mask, ZelColourStage stage,
+                   const ZelColourSource& source)
+{
+    if (mask.data == nullptr) {
+        ColourRows<SelectAll>(rows, grey, mask, stage, source);
+    } else if (mask.elementBytes == 1) {
+        ColourRows<SelectBits<std::uint8_t>>(rows, grey, mask, stage, source);
+    } else {
+        ColourRows<SelectBits<std::uint16_t>>(rows, grey, mask, stage, source);
+    }
+}
+
+void ZelColourTableRows(const ZelGreyRows& rows, const ZelRGBABase<float>* colours, bool premultiplied)
+{
+    for (int y = 0; y < rows.height; ++y) {
+        const short* src = rows.src + static_cast<std::ptrdiff_t>(y) * rows.width;
+        unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
+        if (premultiplied) {
+            for (int x = 0; x < rows.width; ++x) {
+                const ZelRGBABase<float>& e = colours[src[x]];
+                const float a = static_cast<float>(e.a * 255.0);
+                dst[4 * x] = ZelTruncateToByte(static_cast<double>(e.r) * a);
+                dst[4 * x + 1] = ZelTruncateToByte(static_cast<double>(e.g) * a);
+                dst[4 * x + 2] = ZelTruncateToByte(static_cast<double>(e.b) * a);
+                dst[4 * x + 3] = ZelTruncateToByte(a);
+            }
+        } else {
+            for (int x = 0; x < rows.width; ++x) {
+                const ZelRGBABase<float>& e = colours[src[x]];
+                Opaque(e, dst + 4 * x);
+                dst[4 * x + 3] = ZelTruncateToByte(e.a * 255.0);
+            }
+        }
+    }
+}
+
+void ZelApplyMaskRows(const ZelGreyRows& rows, const ZelMaskRows& mask, const ZelRGBBase<unsigned char>& colour)
+{
+    const unsigned char paint[4] = {rows.depth == 1 ? colour.g : colour.r, colour.g, colour.b, 0};
+    WithMask(mask, [&](auto select) {
+        using Select = decltype(select);
+        switch (rows.depth) {
+        case 1: ApplyMaskRows<1, Select>(rows, mask, paint); break;
+        case 3: ApplyMaskRows<3, Select>(rows, mask, paint); break;
+        default: ApplyMaskRows<4, Select>(rows, mask, paint); break;
+        }
+    });
+}
+
+void ZelBlendingMaskRows(const ZelGreyRows& rows, const ZelMaskRows& mask, float opacity,
+                         const ZelRGBBase<unsigned char>& colour)
+{
+    // Word arithmetic throughout: a, 256 - a and colour * a are kept to 16 bits.
+    const auto a = static_cast<std::uint16_t>(ZelTruncateToInt(opacity * 256.0));
+    const auto keep = static_cast<std::uint16_t>(256 - a);
+    const std::uint16_t add[3] = {static_cast<std::uint16_t>(colour.r * a), static_cast<std::uint16_t>(colour.g * a),
+                                  static_cast<std::uint16_t>(colour.b * a)};
+    WithMask(mask, [&](auto select) {
+        using Select = decltype(select);
+        if (rows.depth == 3) {
+            BlendingMaskRows<3, Select>(rows, mask, keep, add);
+        } else {
+            BlendingMaskRows<4, Select>(rows, mask, keep, add);
+        }
+    });
+}
