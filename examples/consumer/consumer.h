@@ -17,3 +17,4 @@
 bool UseVolumes();
 bool UseGenerators();
 bool UseConvert();
+bool UseCompose();

@@ -12,6 +12,7 @@ int main()
         {"volumes and buffers", UseVolumes},
         {"generators", UseGenerators},
         {"display conversions", UseConvert},
+        {"fusion and rotation", UseCompose},
     };
     for (const auto& f : families) {
         if (!f.use()) {
