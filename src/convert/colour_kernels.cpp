@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "foundation/zel_numbers.h"
 
@@ -24,41 +26,51 @@ struct SelectBits {
     bool operator()(int x) const { return (row[x] & bits) != 0; }
 };
 
-// The three bytes of a pixel from the low three bytes of a word.
-inline void Put3(unsigned char* pixel, std::uint32_t bytes)
+// A pixel's three bytes held in memory order in a word (the fourth is 0),
+// so that a 4-byte copy writes them in order on any byte order.
+inline std::uint32_t Word(unsigned char b0, unsigned char b1, unsigned char b2)
 {
-    pixel[0] = static_cast<unsigned char>(bytes);
-    pixel[1] = static_cast<unsigned char>(bytes >> 8);
-    pixel[2] = static_cast<unsigned char>(bytes >> 16);
+    const unsigned char bytes[4] = {b0, b1, b2, 0};
+    std::uint32_t word;
+    std::memcpy(&word, bytes, 4);
+    return word;
 }
 
-inline std::uint32_t Grey3(unsigned char level)
+inline void Put3(unsigned char* pixel, std::uint32_t word)
 {
-    return level * 0x010101u;
+    std::memcpy(pixel, &word, 3);
 }
 
-// Palette entries (or grey) of `count` pixels. Eight pixels go out as three
-// 64-bit words; the row's last bytes are written one by one, so that the
-// padding after the row is never touched.
+// The grey level in three bytes, for every level.
+struct GreyWords {
+    std::uint32_t word[256];
+    GreyWords()
+    {
+        for (int i = 0; i < 256; ++i) {
+            const auto level = static_cast<unsigned char>(i);
+            word[i] = Word(level, level, level);
+        }
+    }
+};
+const GreyWords kGrey;
+
+// Palette entries (or grey) of `count` pixels. Each pixel but the last is
+// stored as a 4-byte word whose fourth byte the next pixel overwrites; the
+// last one is written byte by byte, so that nothing past the run (the row's
+// padding, at the end of a row) is touched.
 template <class Select>
 void PaintPalette(const std::uint32_t* entries, const unsigned char* levels, Select selected, int x0, int count,
                   unsigned char* dst)
 {
-    const auto entry = [&](int x) -> std::uint64_t {
+    const auto entry = [&](int x) {
         const unsigned char level = levels[x];
-        return selected(x0 + x) ? entries[level] : Grey3(level);
+        return selected(x0 + x) ? entries[level] : kGrey.word[level];
     };
-    int x = 0;
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    for (; x + 8 <= count; x += 8) {
-        const std::uint64_t e0 = entry(x), e1 = entry(x + 1), e2 = entry(x + 2), e3 = entry(x + 3);
-        const std::uint64_t e4 = entry(x + 4), e5 = entry(x + 5), e6 = entry(x + 6), e7 = entry(x + 7);
-        const std::uint64_t words[3] = {e0 | e1 << 24 | e2 << 48, e2 >> 16 | e3 << 8 | e4 << 32 | e5 << 56,
-                                        e5 >> 8 | e6 << 16 | e7 << 40};
-        std::memcpy(dst + 3 * x, words, sizeof(words));
+    for (int x = 0; x + 1 < count; ++x) {
+        const std::uint32_t bytes = entry(x);
+        std::memcpy(dst + 3 * x, &bytes, 4);
     }
-#endif
-    for (; x < count; ++x) Put3(dst + 3 * x, static_cast<std::uint32_t>(entry(x)));
+    if (count > 0) Put3(dst + 3 * (count - 1), entry(count - 1));
 }
 
 // byte k = component k * a + b with a = opacity * 255 and b = (1 - opacity) *
@@ -87,7 +99,7 @@ void ColourRows(const ZelGreyRows& rows, const ZelGreyStage& grey, const ZelMask
     if (stage == ZelColourStage::Palette) {
         for (int i = 0; i < 256; ++i) {
             const ZelRGBBase<unsigned char>& p = source.palette[i];
-            entries[i] = p.r | static_cast<std::uint32_t>(p.g) << 8 | static_cast<std::uint32_t>(p.b) << 16;
+            entries[i] = Word(p.r, p.g, p.b);
         }
     }
     const ZelRGBABase<float>* colours = source.colours;
@@ -107,7 +119,7 @@ void ColourRows(const ZelGreyRows& rows, const ZelGreyStage& grey, const ZelMask
                     if (selected(x0 + x)) {
                         Blend(colours[src[x0 + x]], levels[x], dst + 3 * x);
                     } else {
-                        Put3(dst + 3 * x, Grey3(levels[x]));
+                        Put3(dst + 3 * x, kGrey.word[levels[x]]);
                     }
                 }
                 break;
@@ -116,7 +128,7 @@ void ColourRows(const ZelGreyRows& rows, const ZelGreyStage& grey, const ZelMask
                     if (selected(x0 + x)) {
                         Opaque(colours[src[x0 + x]], dst + 3 * x);
                     } else {
-                        Put3(dst + 3 * x, Grey3(levels[x]));
+                        Put3(dst + 3 * x, kGrey.word[levels[x]]);
                     }
                 }
                 break;
@@ -201,25 +213,51 @@ void ZelColourRows(const ZelGreyRows& rows, const ZelGreyStage& grey, const ZelM
 
 void ZelColourTableRows(const ZelGreyRows& rows, const ZelRGBABase<float>* colours, bool premultiplied)
 {
-    for (int y = 0; y < rows.height; ++y) {
-        const short* src = rows.src + static_cast<std::ptrdiff_t>(y) * rows.width;
-        unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
+    // The four bytes of one value's entry.
+    const auto pixel = [colours, premultiplied](short value, unsigned char* out) {
+        const ZelRGBABase<float>& e = colours[value];
         if (premultiplied) {
-            for (int x = 0; x < rows.width; ++x) {
-                const ZelRGBABase<float>& e = colours[src[x]];
-                const float a = static_cast<float>(e.a * 255.0);
-                dst[4 * x] = ZelTruncateToByte(static_cast<double>(e.r) * a);
-                dst[4 * x + 1] = ZelTruncateToByte(static_cast<double>(e.g) * a);
-                dst[4 * x + 2] = ZelTruncateToByte(static_cast<double>(e.b) * a);
-                dst[4 * x + 3] = ZelTruncateToByte(a);
-            }
+            const float a = static_cast<float>(e.a * 255.0);
+            out[0] = ZelTruncateToByte(static_cast<double>(e.r) * a);
+            out[1] = ZelTruncateToByte(static_cast<double>(e.g) * a);
+            out[2] = ZelTruncateToByte(static_cast<double>(e.b) * a);
+            out[3] = ZelTruncateToByte(a);
         } else {
-            for (int x = 0; x < rows.width; ++x) {
-                const ZelRGBABase<float>& e = colours[src[x]];
-                Opaque(e, dst + 4 * x);
-                dst[4 * x + 3] = ZelTruncateToByte(e.a * 255.0);
-            }
+            Opaque(e, out);
+            out[3] = ZelTruncateToByte(e.a * 255.0);
         }
+    };
+    // A slice spans far fewer values than it has pixels, as a rule: convert
+    // each value present once and copy four bytes per pixel (the same bytes).
+    const long long pixels = static_cast<long long>(rows.width) * rows.height;
+    short low = 0;
+    short high = 0;
+    if (pixels > 0) ZelValueRange(rows.src, pixels, low, high);
+    const long long span = static_cast<long long>(high) - low + 1;
+    std::unique_ptr<std::uint32_t[]> words;
+    if (span < pixels) words.reset(new (std::nothrow) std::uint32_t[static_cast<std::size_t>(span)]);
+    if (words) {
+        for (long long k = 0; k < span; ++k) {
+            pixel(static_cast<short>(low + k), reinterpret_cast<unsigned char*>(&words[k]));
+        }
+    }
+    const int width = rows.width;
+    const std::uint32_t* table = words.get();
+    for (int y = 0; y < rows.height; ++y) {
+        const short* src = rows.src + static_cast<std::ptrdiff_t>(y) * width;
+        unsigned char* dst = rows.dst + static_cast<std::ptrdiff_t>(y) * rows.stride;
+        if (!words) {
+            for (int x = 0; x < width; ++x) pixel(src[x], dst + 4 * x);
+            continue;
+        }
+        int x = 0;
+        for (; x + 4 <= width; x += 4) {
+            // Four pixels gathered in registers and stored at once.
+            const std::uint32_t group[4] = {table[src[x] - low], table[src[x + 1] - low], table[src[x + 2] - low],
+                                            table[src[x + 3] - low]};
+            std::memcpy(dst + 4 * x, group, sizeof(group));
+        }
+        for (; x < width; ++x) std::memcpy(dst + 4 * x, &table[src[x] - low], 4);
     }
 }
 

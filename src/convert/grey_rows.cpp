@@ -1,5 +1,7 @@
 #include "grey_rows.h"
 
+#include <algorithm>
+
 bool ZelCoversRows(const ZelImageBase& image, const ZelGreyRows& rows)
 {
     return image.GetVoidDataPtr() != nullptr &&
@@ -17,4 +19,16 @@ bool ZelPrepareRows(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelGre
     rows.stride = buffer->GetSizePerLine();
     rows.src = slice->GetDataPtr();
     return ZelCoversRows(*slice, rows);
+}
+
+void ZelValueRange(const short* values, long long count, short& low, short& high)
+{
+    short lo = 32767;
+    short hi = -32768;
+    for (long long i = 0; i < count; ++i) {
+        lo = std::min(lo, values[i]);
+        hi = std::max(hi, values[i]);
+    }
+    low = lo;
+    high = hi;
 }

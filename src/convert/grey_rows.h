@@ -23,6 +23,9 @@ struct ZelGreyRows {
 // The caller checks the depth.
 bool ZelPrepareRows(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelGreyRows& rows);
 
+// The smallest and largest of `count` values (count > 0).
+void ZelValueRange(const short* values, long long count, short& low, short& high);
+
 // True when `image` holds at least width * height elements of its type.
 bool ZelCoversRows(const ZelImageBase& image, const ZelGreyRows& rows);
 

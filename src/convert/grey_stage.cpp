@@ -55,12 +55,9 @@ ZelGreyStage ZelGreyStage::Sigmoid(int width, int centre, bool invert, const sho
 
     // exp per pixel is the cost here. A slice usually spans far fewer values
     // than it has pixels, so evaluate the curve once per value present.
-    short low = 32767;
-    short high = -32768;
-    for (long long i = 0; i < count; ++i) {
-        low = std::min(low, values[i]);
-        high = std::max(high, values[i]);
-    }
+    short low = 0;
+    short high = 0;
+    ZelValueRange(values, count, low, high);
     const long long span = static_cast<long long>(high) - low + 1;
     if (span >= count) return stage;
     stage.m_ownedTable.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(span)]);
