@@ -136,6 +136,14 @@ TEST(ColourConverters, ListedValues)
          4,
          {},
          {127, 127, 127, 127, 255, 127, 0, 255, 31, 31, 31, 63}},
+        // More pixels than values: each value is converted once.
+        {"premultiplied, tabulated",
+         CONVERT(ColorTableWithOpacity(b, s, zero)),
+         {2, 1, -1, 2, 1, -1, 2},
+         4,
+         {},
+         {127, 127, 127, 127, 255, 127, 0,  255, 31, 31, 31,  63,  127, 127,
+          127, 127, 255, 127, 0,   255, 31, 31,  31, 63, 127, 127, 127, 127}},
         // 256/128 is the identity window: opacity 0 keeps the grey, 1 is the colour.
         {"over grey",
          CONVERT(WindowColorTable(b, s, 256, 128, false, zero)),
