@@ -31,6 +31,7 @@
 #include <vtkLookupTable.h>
 #include <vtkNew.h>
 #include <vtkSMPTools.h>
+#include <vtkSmartPointer.h>
 #endif
 
 namespace {
@@ -130,14 +131,21 @@ void Convert_Memcpy(benchmark::State& state)
 }
 
 #if defined(ZEL_HAVE_VTK)
+// The slice as VTK image data (a copy of its values).
+vtkSmartPointer<vtkImageData> VtkSlice()
+{
+    auto image = vtkSmartPointer<vtkImageData>::New();
+    image->SetDimensions(kSize, kSize, 1);
+    image->AllocateScalars(VTK_SHORT, 1);
+    std::memcpy(image->GetScalarPointer(), Slice().GetDataPtr(), kPixels * sizeof(short));
+    return image;
+}
+
 void Convert_VTK_WindowLevel(benchmark::State& state)
 {
     const int depth = static_cast<int>(state.range(0));
     vtkSMPTools::Initialize(1);
-    vtkNew<vtkImageData> image;
-    image->SetDimensions(kSize, kSize, 1);
-    image->AllocateScalars(VTK_SHORT, 1);
-    std::memcpy(image->GetScalarPointer(), Slice().GetDataPtr(), kPixels * sizeof(short));
+    vtkSmartPointer<vtkImageData> image = VtkSlice();
     vtkNew<vtkImageMapToWindowLevelColors> map;
     map->SetInputData(image);
     map->SetEnableSMP(false);
@@ -163,10 +171,7 @@ BENCHMARK(Convert_VTK_WindowLevel)->Arg(1)->Arg(3)->Unit(benchmark::kMicrosecond
 void Convert_VTK_WindowLevelLut256(benchmark::State& state)
 {
     vtkSMPTools::Initialize(1);
-    vtkNew<vtkImageData> image;
-    image->SetDimensions(kSize, kSize, 1);
-    image->AllocateScalars(VTK_SHORT, 1);
-    std::memcpy(image->GetScalarPointer(), Slice().GetDataPtr(), kPixels * sizeof(short));
+    vtkSmartPointer<vtkImageData> image = VtkSlice();
     vtkNew<vtkImageMapToWindowLevelColors> window;
     window->SetInputData(image);
     window->SetEnableSMP(false);
@@ -200,10 +205,7 @@ BENCHMARK(Convert_VTK_WindowLevelLut256)->Unit(benchmark::kMicrosecond);
 void Convert_VTK_Lut65536(benchmark::State& state)
 {
     vtkSMPTools::Initialize(1);
-    vtkNew<vtkImageData> image;
-    image->SetDimensions(kSize, kSize, 1);
-    image->AllocateScalars(VTK_SHORT, 1);
-    std::memcpy(image->GetScalarPointer(), Slice().GetDataPtr(), kPixels * sizeof(short));
+    vtkSmartPointer<vtkImageData> image = VtkSlice();
     vtkNew<vtkLookupTable> lut;
     lut->SetNumberOfTableValues(65536);
     lut->SetTableRange(-32768, 32767);
