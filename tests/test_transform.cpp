@@ -27,21 +27,15 @@ T& At(const ZelImage<T>& image, int x, int y)
     return image.GetDataPtr()[ZelVoxelAddressing(image)(x, y, 0)];
 }
 
-int Value(short v)
+// A pixel as one comparable number.
+template <class T>
+int Value(const T& v)
 {
-    return v;
-}
-int Value(unsigned char v)
-{
-    return v;
-}
-int Value(unsigned short v)
-{
-    return v;
-}
-int Value(const ZelRGBABase<unsigned char>& v)
-{
-    return v.r | v.g << 8 | v.b << 16 | v.a << 24;
+    if constexpr (std::is_same_v<T, ZelRGBABase<unsigned char>>) {
+        return v.r | v.g << 8 | v.b << 16 | v.a << 24;
+    } else {
+        return v;
+    }
 }
 
 template <class T>
