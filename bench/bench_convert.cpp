@@ -1,7 +1,10 @@
 // Display conversions of a 512 x 512 head slice to depth 1 and 3: the linear
 // window (vector code and its scalar twin), the table lookup, the sigmoid and
 // the gamma table's recomputation, against VTK's window/level mapping on one
-// thread and against a plain memcpy of the same input and output bytes.
+// thread and against a plain memcpy of the same input and output bytes. The
+// colour conversions: the windowed palette against VTK's window/level followed
+// by a 256-entry lookup table, and the 65536-entry colour table against VTK's
+// lookup table of the same size.
 //
 // Each result carries `ns/px`; `x_vtk` (VTK's time over ours: above 1 means
 // faster) and `x_memcpy` (our time over the copy's) appear once the peer and
@@ -23,9 +26,12 @@
 
 #if defined(ZEL_HAVE_VTK)
 #include <vtkImageData.h>
+#include <vtkImageMapToColors.h>
 #include <vtkImageMapToWindowLevelColors.h>
+#include <vtkLookupTable.h>
 #include <vtkNew.h>
 #include <vtkSMPTools.h>
+#include <vtkSmartPointer.h>
 #endif
 
 namespace {
@@ -49,9 +55,11 @@ const ZelImage<short>& Slice()
     return *slice;
 }
 
-// ns per pixel of the last timed run of each benchmark, for the ratios.
+// ns per pixel of the last timed run of each benchmark, and the peer each
+// conversion is measured against, for the ratios.
 struct Results {
     std::map<std::string, double> nsPerPixel;
+    std::map<std::string, std::string> peerOf;
     ~Results();
 };
 Results& AllResults()
@@ -82,17 +90,18 @@ double ThreadSeconds()
 }
 
 // Times the loop on this thread's CPU clock and records ns per pixel and the
-// ratios.
+// ratios against `peer` (VTK's window/level unless said).
 template <class Body>
-void Run(benchmark::State& state, const char* what, int depth, Body body)
+void Run(benchmark::State& state, const char* what, int depth, Body body, const char* peer = "VTK_WindowLevel")
 {
     const double start = ThreadSeconds();
     for (auto _ : state) body();
     const double seconds = ThreadSeconds() - start;
     const double ns = seconds * 1e9 / (static_cast<double>(state.iterations()) * kPixels);
     AllResults().nsPerPixel[Key(what, depth)] = ns;
+    AllResults().peerOf[Key(what, depth)] = peer;
     state.counters["ns/px"] = ns;
-    const double vtk = Lookup(Key("VTK_WindowLevel", depth));
+    const double vtk = Lookup(Key(peer, depth));
     const double copy = Lookup(Key("Memcpy", depth));
     if (vtk > 0.0) state.counters["x_vtk"] = vtk / ns;
     if (copy > 0.0) state.counters["x_memcpy"] = ns / copy;
@@ -122,14 +131,21 @@ void Convert_Memcpy(benchmark::State& state)
 }
 
 #if defined(ZEL_HAVE_VTK)
+// The slice as VTK image data (a copy of its values).
+vtkSmartPointer<vtkImageData> VtkSlice()
+{
+    auto image = vtkSmartPointer<vtkImageData>::New();
+    image->SetDimensions(kSize, kSize, 1);
+    image->AllocateScalars(VTK_SHORT, 1);
+    std::memcpy(image->GetScalarPointer(), Slice().GetDataPtr(), kPixels * sizeof(short));
+    return image;
+}
+
 void Convert_VTK_WindowLevel(benchmark::State& state)
 {
     const int depth = static_cast<int>(state.range(0));
     vtkSMPTools::Initialize(1);
-    vtkNew<vtkImageData> image;
-    image->SetDimensions(kSize, kSize, 1);
-    image->AllocateScalars(VTK_SHORT, 1);
-    std::memcpy(image->GetScalarPointer(), Slice().GetDataPtr(), kPixels * sizeof(short));
+    vtkSmartPointer<vtkImageData> image = VtkSlice();
     vtkNew<vtkImageMapToWindowLevelColors> map;
     map->SetInputData(image);
     map->SetEnableSMP(false);
@@ -149,8 +165,70 @@ void Convert_VTK_WindowLevel(benchmark::State& state)
     });
 }
 BENCHMARK(Convert_VTK_WindowLevel)->Arg(1)->Arg(3)->Unit(benchmark::kMicrosecond);
+
+// Window/level to grey, then a 256-entry lookup table to RGB: VTK's way to a
+// windowed pseudo colour.
+void Convert_VTK_WindowLevelLut256(benchmark::State& state)
+{
+    vtkSMPTools::Initialize(1);
+    vtkSmartPointer<vtkImageData> image = VtkSlice();
+    vtkNew<vtkImageMapToWindowLevelColors> window;
+    window->SetInputData(image);
+    window->SetEnableSMP(false);
+    window->SetNumberOfThreads(1);
+    window->SetWindow(kWidth);
+    window->SetLevel(kCentre);
+    window->SetOutputFormatToLuminance();
+    vtkNew<vtkLookupTable> lut;
+    lut->SetNumberOfTableValues(256);
+    lut->SetTableRange(0, 255);
+    for (int i = 0; i < 256; ++i) lut->SetTableValue(i, i / 255.0, 0.5, 1.0 - i / 255.0, 1.0);
+    vtkNew<vtkImageMapToColors> colours;
+    colours->SetInputConnection(window->GetOutputPort());
+    colours->SetLookupTable(lut);
+    colours->SetOutputFormatToRGB();
+    colours->SetEnableSMP(false);
+    colours->SetNumberOfThreads(1);
+    colours->Update();
+    Run(
+        state, "VTK_WindowLevelLut256", 3,
+        [&] {
+            window->Modified();
+            colours->Update();
+            benchmark::DoNotOptimize(colours->GetOutput()->GetScalarPointer());
+        },
+        "VTK_WindowLevelLut256");
+}
+BENCHMARK(Convert_VTK_WindowLevelLut256)->Unit(benchmark::kMicrosecond);
+
+// The short values straight through a 65536-entry table to RGBA.
+void Convert_VTK_Lut65536(benchmark::State& state)
+{
+    vtkSMPTools::Initialize(1);
+    vtkSmartPointer<vtkImageData> image = VtkSlice();
+    vtkNew<vtkLookupTable> lut;
+    lut->SetNumberOfTableValues(65536);
+    lut->SetTableRange(-32768, 32767);
+    for (int i = 0; i < 65536; ++i) lut->SetTableValue(i, (i & 255) / 255.0, 0.25, 0.5, (i >> 8) / 255.0);
+    vtkNew<vtkImageMapToColors> colours;
+    colours->SetInputData(image);
+    colours->SetLookupTable(lut);
+    colours->SetOutputFormatToRGBA();
+    colours->SetEnableSMP(false);
+    colours->SetNumberOfThreads(1);
+    colours->Update();
+    Run(
+        state, "VTK_Lut65536", 4,
+        [&] {
+            colours->Modified();
+            colours->Update();
+            benchmark::DoNotOptimize(colours->GetOutput()->GetScalarPointer());
+        },
+        "VTK_Lut65536");
+}
+BENCHMARK(Convert_VTK_Lut65536)->Unit(benchmark::kMicrosecond);
 #endif
-BENCHMARK(Convert_Memcpy)->Arg(1)->Arg(3)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Convert_Memcpy)->Arg(1)->Arg(3)->Arg(4)->Unit(benchmark::kMicrosecond);
 
 void Convert_Window(benchmark::State& state)
 {
@@ -189,6 +267,30 @@ void Convert_Sigmoid(benchmark::State& state)
 }
 BENCHMARK(Convert_Sigmoid)->Arg(1)->Arg(3)->Unit(benchmark::kMicrosecond);
 
+void Convert_WindowPseudoColor(benchmark::State& state)
+{
+    auto buffer = Buffer(3);
+    ZelRGBBase<unsigned char> palette[256];
+    for (int i = 0; i < 256; ++i)
+        palette[i] = {static_cast<unsigned char>(i), 128, static_cast<unsigned char>(255 - i)};
+    Run(
+        state, "WindowPseudoColor", 3,
+        [&] { ZelIGConverter::WindowPseudoColor(buffer.get(), &Slice(), kWidth, kCentre, false, palette); },
+        "VTK_WindowLevelLut256");
+}
+BENCHMARK(Convert_WindowPseudoColor)->Unit(benchmark::kMicrosecond);
+
+void Convert_ColorTable(benchmark::State& state)
+{
+    auto buffer = Buffer(4);
+    std::vector<ZelRGBABase<float>> table(65536);
+    for (int i = 0; i < 65536; ++i) table[i] = {(i & 255) / 255.0f, 0.25f, 0.5f, (i >> 8) / 255.0f};
+    Run(
+        state, "ColorTable", 4, [&] { ZelIGConverter::ColorTable(buffer.get(), &Slice(), table.data() + 32768); },
+        "VTK_Lut65536");
+}
+BENCHMARK(Convert_ColorTable)->Unit(benchmark::kMicrosecond);
+
 // Recomputing all 4096 entries (the centre alternates so that the unchanged
 // test never holds). Reported per entry; gamma 1 skips pow, 2.2 does not.
 void Convert_GammaTableCreate(benchmark::State& state)
@@ -223,7 +325,9 @@ Results::~Results()
             std::snprintf(text, sizeof(text), "%.2f", inverse ? found->second / ns : ns / found->second);
             return std::string(text);
         };
-        std::printf("%-22s %5d %9.3f %8s %9s\n", what.c_str(), depth, ns, ratio("VTK_WindowLevel", true).c_str(),
+        const auto peer = AllResults().peerOf.find(key);
+        const std::string against = peer == AllResults().peerOf.end() ? "VTK_WindowLevel" : peer->second;
+        std::printf("%-22s %5d %9.3f %8s %9s\n", what.c_str(), depth, ns, ratio(against.c_str(), true).c_str(),
                     ratio("Memcpy", false).c_str());
     }
 }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "ZelExport.h"
+
 // A plain 2-D vector: display positions (float) and image sizes (int).
 template <class T>
-struct Zel2DVector {
+struct ZEL_VALUE_TYPE Zel2DVector {
     T x;
     T y;
 };

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "ZelExport.h"
+
 // A plain 3-D vector: voxel positions, directions and spacings (float), volume
 // sizes and block counts (int).
 template <class T>
-struct Zel3DVector {
+struct ZEL_VALUE_TYPE Zel3DVector {
     T x;
     T y;
     T z;

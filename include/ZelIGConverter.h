@@ -4,6 +4,8 @@
 #include "ZelImage.h"
 #include "ZelImageBuffer.h"
 #include "ZelImageGeneratorTable.h"
+#include "ZelRGBABase.h"
+#include "ZelRGBBase.h"
 
 // Display conversions: slice values to display pixels.
 //
@@ -19,6 +21,21 @@
 // * False means a rejected argument (null pointer, unsupported depth, bad
 //   width); nothing has been written then. An empty buffer converts to nothing
 //   successfully.
+//
+// Colour conversions add:
+// * A palette has 256 entries, one per grey level; a colour table is indexed
+//   directly by the signed slice value (negative values included), so for the
+//   whole 16-bit range pass a pointer to the entry of value 0 in the middle of
+//   65536 entries. Component k of an entry goes to byte k of the pixel.
+// * A mask is read like the slice (row length = the buffer's width). Its
+//   elements are 8-bit (type codes 1, 2) or 16-bit (3, 4); a pixel is selected
+//   when (element AND bits) is not zero, bits narrowed to the element width.
+//   Masks of other types, or with fewer than width * height elements, are
+//   rejected.
+// * Byte results are truncated toward zero from double-precision arithmetic,
+//   except where a value is said to be rounded to single precision first.
+//   Colour-table components outside 0..1 saturate at 0 and 255.
+// * A null palette or colour table is rejected wherever it would be read.
 class ZEL_API ZelIGConverter {
 public:
     ZelIGConverter() = delete;
@@ -48,4 +65,74 @@ public:
     static bool Sigmoid(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre, bool invert);
     // Clears the whole block, row padding included. Any depth.
     static bool FillZero(ZelImageBuffer* buffer);
+
+    // Pseudo colour: the grey level of Window, Table or Sigmoid (the same
+    // bytes) looks up a 256-entry palette. Depth 3, except that the table
+    // forms also take depth 1, where they write the table entry itself and
+    // never read the palette. With a mask, unselected pixels get the grey level
+    // in all three bytes (a window of width 1 gives them 0 or 255).
+    static bool WindowPseudoColor(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre,
+                                  bool invert, const ZelRGBBase<unsigned char>* palette);
+    static bool WindowPseudoColorWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre,
+                                          bool invert, const ZelImageBase* mask, unsigned int bits,
+                                          const ZelRGBBase<unsigned char>* palette);
+    static bool PseudoColorTable(ZelImageBuffer* buffer, const ZelImage<short>* slice, const unsigned char* table,
+                                 short min, short max, const ZelRGBBase<unsigned char>* palette);
+    static bool PseudoColorTable(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelImageGeneratorTable* table,
+                                 const ZelRGBBase<unsigned char>* palette);
+    static bool PseudoColorTableWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice,
+                                         const unsigned char* table, short min, short max, const ZelImageBase* mask,
+                                         unsigned int bits, const ZelRGBBase<unsigned char>* palette);
+    static bool PseudoColorTableWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice,
+                                         ZelImageGeneratorTable* table, const ZelImageBase* mask, unsigned int bits,
+                                         const ZelRGBBase<unsigned char>* palette);
+    static bool SigmoidPseudoColor(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre,
+                                   bool invert, const ZelRGBBase<unsigned char>* palette);
+    static bool SigmoidPseudoColorWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre,
+                                           bool invert, const ZelImageBase* mask, unsigned int bits,
+                                           const ZelRGBBase<unsigned char>* palette);
+
+    // Colour tables, depth 4: byte k = component k * 255 for k = 0..3 (the
+    // opacity in the fourth byte).
+    static bool ColorTable(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelRGBABase<float>* table);
+    // Depth 4, colour premultiplied: a = component 3 * 255 rounded to single
+    // precision, bytes 0..2 = component k * a, byte 3 = a.
+    static bool ColorTableWithOpacity(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelRGBABase<float>* table);
+    // Depth 3: the grey picture of Window (or Table with the table object),
+    // then the entry of each pixel's value laid over its grey level g with the
+    // entry's opacity: byte k = component k * a + b, where a = opacity * 255
+    // and b = (1 - opacity) * g are each rounded to single precision.
+    // With a mask only selected pixels are blended; the rest stay grey.
+    static bool WindowColorTable(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre,
+                                 bool invert, ZelRGBABase<float>* colours);
+    static bool WindowColorTable(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelImageGeneratorTable* table,
+                                 ZelRGBABase<float>* colours);
+    static bool WindowColorTableWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width, int centre,
+                                         bool invert, const ZelImageBase* mask, unsigned int bits,
+                                         ZelRGBABase<float>* colours);
+    static bool WindowColorTableWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice,
+                                         ZelImageGeneratorTable* table, const ZelImageBase* mask, unsigned int bits,
+                                         ZelRGBABase<float>* colours);
+    // Depth 3: the Window picture, with selected pixels replaced by their
+    // entry's colour at full strength (byte k = component k * 255; the
+    // opacity is ignored).
+    static bool WindowOnlyColorTableWithMask(ZelImageBuffer* buffer, const ZelImage<short>* slice, int width,
+                                             int centre, bool invert, const ZelImageBase* mask, unsigned int bits,
+                                             ZelRGBABase<float>* colours);
+
+    // Paints every pixel the mask does NOT select with the colour, on a
+    // buffer that already holds a picture: depth 1 takes the colour's second
+    // component, depth 3 its three, depth 4 its three and 0 in the fourth byte.
+    static bool ApplyMask(ZelImageBuffer* buffer, const ZelImage<unsigned char>* mask, unsigned char bits,
+                          const ZelRGBBase<unsigned char>& colour);
+    static bool ApplyMask(ZelImageBuffer* buffer, const ZelImage<unsigned short>* mask, unsigned short bits,
+                          const ZelRGBBase<unsigned char>& colour);
+    // Tints every pixel the mask DOES select, depth 3 or 4 (the fourth byte is
+    // kept): with a = opacity * 256 truncated, byte k = (byte k * (256 - a) +
+    // colour k * a) >> 8, in 16-bit unsigned arithmetic (so 1.0 gives the
+    // colour, 0 leaves the pixel; opacities outside 0..1 wrap).
+    static bool BlendingMask(ZelImageBuffer* buffer, const ZelImage<unsigned char>* mask, unsigned char bits,
+                             float opacity, const ZelRGBBase<unsigned char>& colour);
+    static bool BlendingMask(ZelImageBuffer* buffer, const ZelImage<unsigned short>* mask, unsigned short bits,
+                             float opacity, const ZelRGBBase<unsigned char>& colour);
 };

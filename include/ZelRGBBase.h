@@ -1,8 +1,10 @@
 #pragma once
 
+#include "ZelExport.h"
+
 // One colour of three components, stored r, g, b.
 template <class T>
-struct ZelRGBBase {
+struct ZEL_VALUE_TYPE ZelRGBBase {
     T r;
     T g;
     T b;

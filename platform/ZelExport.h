@@ -11,3 +11,12 @@
 #else
 #define ZEL_API __attribute__((visibility("default")))
 #endif
+
+// Value types that appear as template arguments of exported instantiations
+// (ZelImage<ZelRGBBase<unsigned char>>, for one) must be visible themselves:
+// on ELF a hidden argument hides every instantiation made with it.
+#if defined(_WIN32)
+#define ZEL_VALUE_TYPE
+#else
+#define ZEL_VALUE_TYPE __attribute__((visibility("default")))
+#endif

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "ZelImage.h"
+#include "ZelImageBuffer.h"
 #include "generators/dispatch.h"
 
 struct ZelGreyRows {
@@ -12,8 +14,21 @@ struct ZelGreyRows {
     int width = 0;
     int height = 0;
     int stride = 0;  // destination bytes per row, padding included
-    int depth = 1;   // 1 or 3
+    int depth = 1;   // bytes per pixel: 1 or 3 for grey, 3 or 4 for colour
 };
+
+// The common checks of a conversion, made before anything is written: a
+// buffer and a slice, and a slice that holds width * height values (its shape
+// is not looked at, but one with too few values would be read past its end).
+// Fills `rows` with dst null for an empty buffer, which converts to nothing.
+// The caller checks the depth.
+bool ZelPrepareRows(ZelImageBuffer* buffer, const ZelImage<short>* slice, ZelGreyRows& rows);
+
+// The smallest and largest of `count` values (count > 0).
+void ZelValueRange(const short* values, long long count, short& low, short& high);
+
+// True when `image` holds at least width * height elements of its type.
+bool ZelCoversRows(const ZelImageBase& image, const ZelGreyRows& rows);
 
 // Writes `grey` into the Depth bytes of a pixel.
 template <int Depth>
