@@ -12,10 +12,10 @@
 #include <tuple>
 #include <vector>
 
-#include "commands.h"
 #include "nifti1.h"
 #include "options.h"
 #include "orientation.h"
+#include "output.h"
 #include "png_writer.h"
 #include "readers.h"
 
@@ -39,14 +39,16 @@ TEST(ZelgenOptions, ParsesValuesInBothSpellings)
               "--slices 2:10:4 -o out.png --flip-v",
               o, help, error))
         << error;
-    EXPECT_EQ(std::make_tuple(o.zoom, o.windowWidth, o.windowCentre, o.rotateDegrees, o.width, o.height),
-              std::make_tuple(2.5, 1500.0, -600.0, -90.0, 300, 0));
-    EXPECT_EQ(std::make_tuple(o.seriesFirst, o.seriesLast, o.seriesStep, o.flipV, o.output),
+    const PlaneOptions& p = o.plane;
+    EXPECT_EQ(
+        std::make_tuple(p.zoom, o.picture.windowWidth, o.picture.windowCentre, p.rotateDegrees, p.width, p.height),
+        std::make_tuple(2.5, 1500.0, -600.0, -90.0, 300, 0));
+    EXPECT_EQ(std::make_tuple(p.seriesFirst, p.seriesLast, p.seriesStep, p.flipV, o.output.path),
               std::make_tuple(2, 10, 4, true, std::string("out.png")));
-    EXPECT_TRUE(o.plane == PlaneKind::Sagittal && o.slabMode == SlabMode::Maximum);
+    EXPECT_TRUE(p.plane == PlaneKind::Sagittal && p.slabMode == SlabMode::Maximum);
     // Preset names are forgiving about the spelling of soft tissue.
     ASSERT_TRUE(Parse("--phantom -o x.png --window soft_tissue", soft, help, error)) << error;
-    EXPECT_EQ(soft.windowWidth, FindWindowPreset("soft-tissue")->width);
+    EXPECT_EQ(soft.picture.windowWidth, FindWindowPreset("soft-tissue")->width);
     EXPECT_TRUE(Parse("--zoom 2 --help", h, help, error));
     EXPECT_TRUE(help);
 }
@@ -118,7 +120,7 @@ TEST(ZelgenNiftiHeader, CorruptHeadersAreNamed)
         {"truncated data", [](nifti_1_header&) {}, full - 1, "truncated"},
         {"header size", [](nifti_1_header& h) { h.sizeof_hdr = 349; }, full, "not a NIfTI"},
         {"magic", [](nifti_1_header& h) { h.magic[1] = 'x'; }, full, "magic"},
-        {"pair", [](nifti_1_header& h) { h.magic[1] = 'i'; }, full, "two-file"},
+        {"pair", [](nifti_1_header& h) { h.magic[1] = 'i'; }, full, nullptr},
         {"no dims", [](nifti_1_header& h) { h.dim[0] = 0; }, full, "dimensions"},
         {"eight dims", [](nifti_1_header& h) { h.dim[0] = 8; }, full, "dimensions"},
         {"zero size", [](nifti_1_header& h) { h.dim[2] = 0; }, full, "dimension 2"},
@@ -155,7 +157,8 @@ double Distance(const Frame& a, const Frame& b)
 TEST(ZelgenOrientation, SolverFindsEveryGeneratorFrame)
 {
     // Whatever frame the generator can make, the solver finds parameters
-    // that make it again, with right angles kept exact.
+    // that make it again, with right angles kept exact; free angles agree to
+    // the generator's single precision.
     for (int plane = 0; plane < 3; ++plane)
         for (double angle : {0.0, 0.3, 1.0, 2.5, -0.7})
             for (int rotation = angle == 0 ? 0 : 4; rotation < (angle == 0 ? 4 : 5); ++rotation)
@@ -165,7 +168,7 @@ TEST(ZelgenOrientation, SolverFindsEveryGeneratorFrame)
                     const double d = Distance(MprFrame(plane, o.rotation, o.angle, o.flipH, o.flipV), f);
                     // Right angles stay exact.
                     EXPECT_TRUE(angle != 0 || o.rotation < 4) << plane << " " << rotation << " " << flips;
-                    EXPECT_LE(d, angle == 0 ? 0.0 : 1e-9) << plane << " " << angle << " " << flips;
+                    EXPECT_LE(d, angle == 0 ? 0.0 : 1e-6) << plane << " " << angle << " " << flips;
                 }
 }
 

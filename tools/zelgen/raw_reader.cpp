@@ -1,73 +1,69 @@
-// Raw voxel files: no header, the size and type come from the options.
+// Raw voxel files: no header, the size, type and spacing come from the
+// options, and the voxels are taken as stored the DICOM way.
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
 #include "readers.h"
+#include "voxel_import.h"
 
 namespace {
 
-template <class T>
-bool ReadInto(FILE* file, const int size[3], Volume& volume)
-{
-    auto* image = new ZelImage<T>();
-    volume.image.reset(image);
-    if (image->Allocate(ZEL_ALIGNMENT_LINEAR, size[0], size[1], size[2]) != 0) return false;
-    const std::size_t count = static_cast<std::size_t>(size[0]) * size[1] * size[2];
-    return std::fread(image->GetDataPtr(), sizeof(T), count, file) == count;
-}
+class RawReader : public VolumeReader {
+public:
+    explicit RawReader(const InputOptions& input) : m_input(input) {}
 
-}  // namespace
+    bool ReadHeader(Volume& volume, std::string& error) override
+    {
+        if (m_input.volumeIndex != 0) {
+            error = "--volume: a raw file holds one volume";
+            return false;
+        }
+        for (int a = 0; a < 3; ++a) {
+            volume.size[a] = m_input.rawSize[a];
+            m_layout.size[a] = m_input.rawSize[a];
+        }
+        m_layout.type = m_input.rawType;
+        volume.source = m_input.path;
+        volume.format = "raw";
+        volume.fileType = SampleTypeName(m_input.rawType);
+        return SetTransform(volume, {DicomOrderTransform("assumed (DICOM order)", m_input.spacing)}, nullptr, error);
+    }
 
-bool ReadRawVolume(const InputOptions& input, Volume& volume, std::string& error)
-{
-    const std::string& path = input.path;
-    struct stat st;
-    if (stat(path.c_str(), &st) != 0) {
-        error = "cannot open '" + path + "': " + std::strerror(errno);
-        return false;
+    bool ReadVoxels(Volume& volume, int alignment, std::string& error) override
+    {
+        const std::int64_t expected = m_input.rawOffset + m_layout.FrameBytes();
+        // A plain file's length is known at once; compressed data is counted.
+        ByteStream probe;
+        if (!probe.Open(m_input.path, error)) return false;
+        struct stat st;
+        if (!probe.IsGzip() && stat(m_input.path.c_str(), &st) == 0 &&
+            !SizeMatches(static_cast<std::int64_t>(st.st_size), expected, error))
+            return false;
+        std::int64_t total = 0;
+        if (!ImportVolume(m_input.path, m_input.rawOffset, m_layout, 1.0, 0.0, alignment, volume, error, &total))
+            return false;
+        return SizeMatches(total, expected, error);
     }
-    if (S_ISDIR(st.st_mode)) {
-        error = "'" + path + "' is a directory";
-        return false;
-    }
-    const int bytes = input.rawType == RawType::Uint8 ? 1 : 2;
-    const long long expected =
-        input.rawOffset + static_cast<long long>(input.rawSize[0]) * input.rawSize[1] * input.rawSize[2] * bytes;
-    if (static_cast<long long>(st.st_size) != expected) {
-        error = "'" + path + "' holds " + std::to_string(static_cast<long long>(st.st_size)) + " bytes, but " +
-                std::to_string(input.rawSize[0]) + "x" + std::to_string(input.rawSize[1]) + "x" +
-                std::to_string(input.rawSize[2]) + " voxels of " + std::to_string(bytes) + " byte" +
-                (bytes > 1 ? "s" : "") + (input.rawOffset ? " after the offset" : "") + " need " +
+
+private:
+    bool SizeMatches(std::int64_t bytes, std::int64_t expected, std::string& error) const
+    {
+        if (bytes == expected) return true;
+        const int sample = SampleBytes(m_input.rawType);
+        error = "'" + m_input.path + "' holds " + std::to_string(bytes) + " bytes, but " +
+                std::to_string(m_input.rawSize[0]) + "x" + std::to_string(m_input.rawSize[1]) + "x" +
+                std::to_string(m_input.rawSize[2]) + " voxels of " + std::to_string(sample) + " byte" +
+                (sample > 1 ? "s" : "") + (m_input.rawOffset ? " after the offset" : "") + " need " +
                 std::to_string(expected);
         return false;
     }
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) {
-        error = "cannot open '" + path + "': " + std::strerror(errno);
-        return false;
-    }
-    bool ok = std::fseek(file, static_cast<long>(input.rawOffset), SEEK_SET) == 0;
-    if (ok) {
-        switch (input.rawType) {
-        case RawType::Int16: ok = ReadInto<short>(file, input.rawSize, volume); break;
-        case RawType::Uint16: ok = ReadInto<unsigned short>(file, input.rawSize, volume); break;
-        case RawType::Uint8: ok = ReadInto<unsigned char>(file, input.rawSize, volume); break;
-        }
-    }
-    std::fclose(file);
-    if (!ok) {
-        error = "cannot read '" + path + "'";
-        return false;
-    }
-    volume.image->SetImageScale({static_cast<float>(input.spacing[0]), static_cast<float>(input.spacing[1]),
-                                 static_cast<float>(input.spacing[2])});
-    volume.source = path;
-    volume.format = "raw";
-    volume.fileType = input.rawType == RawType::Int16 ? "int16" : input.rawType == RawType::Uint16 ? "uint16" : "uint8";
-    SetDicomOrder(volume, input.spacing);
-    volume.orientationSource = "assumed (DICOM order)";
-    return true;
+
+    InputOptions m_input;
+    SampleLayout m_layout;
+};
+
+}  // namespace
+
+std::unique_ptr<VolumeReader> MakeRawReader(const InputOptions& input)
+{
+    return std::make_unique<RawReader>(input);
 }
