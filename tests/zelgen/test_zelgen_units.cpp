@@ -18,6 +18,7 @@
 #include "output.h"
 #include "png_writer.h"
 #include "readers.h"
+#include "voxel_import.h"
 
 namespace {
 
@@ -121,6 +122,8 @@ TEST(ZelgenNiftiHeader, CorruptHeadersAreNamed)
         {"header size", [](nifti_1_header& h) { h.sizeof_hdr = 349; }, full, "not a NIfTI"},
         {"magic", [](nifti_1_header& h) { h.magic[1] = 'x'; }, full, "magic"},
         {"pair", [](nifti_1_header& h) { h.magic[1] = 'i'; }, full, nullptr},
+        {"analyze", [](nifti_1_header& h) { std::memset(h.magic, 0, 4); }, full, nullptr},
+        {"surface", [](nifti_1_header& h) { h.intent_code = NIFTI_INTENT_POINTSET; }, full, "not a volume"},
         {"no dims", [](nifti_1_header& h) { h.dim[0] = 0; }, full, "dimensions"},
         {"eight dims", [](nifti_1_header& h) { h.dim[0] = 8; }, full, "dimensions"},
         {"zero size", [](nifti_1_header& h) { h.dim[2] = 0; }, full, "dimension 2"},
@@ -145,6 +148,104 @@ TEST(ZelgenNiftiHeader, CorruptHeadersAreNamed)
         EXPECT_EQ(Check(h, c.fileBytes, info, error), c.mentions == nullptr) << c.name << ": " << error;
         EXPECT_TRUE(c.mentions || info.dims[1] == 4) << c.name;
         EXPECT_NE(error.find(c.mentions ? c.mentions : ""), std::string::npos) << c.name << ": " << error;
+    }
+}
+
+TEST(ZelgenImport, SamplesComeBackWithinHalfAStep)
+{
+    // Every sample type goes to signed 16-bit and back through the value
+    // scale: exactly for whole numbers that fit 65536 steps, else within
+    // half a step; NaN and infinities are stored as "no value".
+    const double inf = HUGE_VAL;
+    struct Case {
+        SampleType type;
+        std::vector<double> values;
+        bool exact;
+    };
+    const Case cases[] = {
+        {SampleType::Int8, {-128, 0, 127}, true},          {SampleType::Uint8, {0, 17, 255}, true},
+        {SampleType::Int16, {-32768, -1, 32767}, true},    {SampleType::Uint16, {0, 1, 65535}, true},
+        {SampleType::Uint16, {40000, 40001, 41000}, true}, {SampleType::Int32, {-70000, 0, 70000}, false},
+        {SampleType::Int32, {1000000, 1065535}, true},     {SampleType::Uint32, {0, 4000000000.0}, false},
+        {SampleType::Int64, {-5, 3, 9000000000.0}, false}, {SampleType::Float32, {0, 0.00012, 0.003, NAN}, false},
+        {SampleType::Float32, {-2, 7, inf}, true},         {SampleType::Float64, {-1e300, 1e300}, false},
+        {SampleType::Float64, {NAN, NAN}, true},
+    };
+    for (const Case& c : cases) {
+        SampleLayout layout;
+        layout.type = c.type;
+        std::string bytes;
+        SampleSurvey survey;
+        survey.lo = HUGE_VAL;
+        survey.hi = -HUGE_VAL;
+        for (double v : c.values) {
+            unsigned char raw[8];
+            switch (c.type) {
+            case SampleType::Int8: *reinterpret_cast<std::int8_t*>(raw) = static_cast<std::int8_t>(v); break;
+            case SampleType::Uint8: raw[0] = static_cast<std::uint8_t>(v); break;
+            case SampleType::Int16: {
+                const std::int16_t x = static_cast<std::int16_t>(v);
+                std::memcpy(raw, &x, 2);
+                break;
+            }
+            case SampleType::Uint16: {
+                const std::uint16_t x = static_cast<std::uint16_t>(v);
+                std::memcpy(raw, &x, 2);
+                break;
+            }
+            case SampleType::Int32: {
+                const std::int32_t x = static_cast<std::int32_t>(v);
+                std::memcpy(raw, &x, 4);
+                break;
+            }
+            case SampleType::Uint32: {
+                const std::uint32_t x = static_cast<std::uint32_t>(v);
+                std::memcpy(raw, &x, 4);
+                break;
+            }
+            case SampleType::Int64: {
+                const std::int64_t x = static_cast<std::int64_t>(v);
+                std::memcpy(raw, &x, 8);
+                break;
+            }
+            case SampleType::Uint64: {
+                const std::uint64_t x = static_cast<std::uint64_t>(v);
+                std::memcpy(raw, &x, 8);
+                break;
+            }
+            case SampleType::Float32: {
+                const float x = static_cast<float>(v);
+                std::memcpy(raw, &x, 4);
+                break;
+            }
+            case SampleType::Float64: std::memcpy(raw, &v, 8); break;
+            }
+            bytes.append(reinterpret_cast<const char*>(raw), static_cast<std::size_t>(SampleBytes(c.type)));
+            if (!std::isfinite(v)) {
+                survey.nonFinite = true;
+                continue;
+            }
+            survey.anyFinite = true;
+            survey.lo = std::min(survey.lo, v);
+            survey.hi = std::max(survey.hi, v);
+            survey.integral = survey.integral && v == std::floor(v);
+        }
+        const SampleMapping mapping = ChooseMapping(c.type, survey);
+        EXPECT_EQ(mapping.exact, c.exact) << SampleTypeName(c.type) << " " << c.values[0];
+        std::vector<short> stored(c.values.size());
+        ConvertSamples(reinterpret_cast<const unsigned char*>(bytes.data()), layout, c.values.size(), mapping,
+                       stored.data());
+        for (std::size_t n = 0; n < c.values.size(); ++n) {
+            const double v = c.type == SampleType::Float32 ? static_cast<float>(c.values[n]) : c.values[n];
+            if (!std::isfinite(v)) {
+                EXPECT_EQ(stored[n], Volume::kNoValue);
+                continue;
+            }
+            EXPECT_TRUE(!mapping.noValue || stored[n] != Volume::kNoValue) << v;
+            const double back = stored[n] * mapping.step + mapping.offset;
+            EXPECT_LE(std::fabs(back - v), c.exact ? 0.0 : 0.5 * mapping.step * (1 + 1e-9))
+                << SampleTypeName(c.type) << " " << v;
+        }
     }
 }
 

@@ -52,9 +52,10 @@ int RunInfo(const std::vector<std::string>& args)
                 kAxisWords[map.patientAxis[1]][map.sign[1] > 0], kAxisWords[map.patientAxis[2]][map.sign[2] > 0]);
     const double tilt = TiltDegrees(volume.ijkToPatient);
     if (tilt >= kTiltWorthMentioning)
-        std::printf("tilt:         the voxel axes are up to %.1f deg off the patient axes: standard planes follow\n"
-                    "              the voxel axes; render --world follows the patient's\n",
-                    tilt);
+        std::printf(
+            "tilt:         the voxel axes are up to %.1f deg off the patient axes: standard planes follow\n"
+            "              the voxel axes; render --world follows the patient's\n",
+            tilt);
     const char* planeOf[3] = {"sagittal", "coronal", "axial"};
     std::printf("planes:       i = const is %s, j = const is %s, k = const is %s\n", planeOf[map.patientAxis[0]],
                 planeOf[map.patientAxis[1]], planeOf[map.patientAxis[2]]);

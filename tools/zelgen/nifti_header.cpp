@@ -14,12 +14,23 @@ struct TypeInfo {
     int bits;
 };
 const TypeInfo kTypes[] = {
-    {DT_UINT8, "uint8", 8},        {DT_INT16, "int16", 16},          {DT_INT32, "int32", 32},
-    {DT_FLOAT32, "float32", 32},   {DT_COMPLEX64, "complex64", 64},  {DT_FLOAT64, "float64", 64},
-    {DT_RGB24, "rgb24", 24},       {DT_INT8, "int8", 8},             {DT_UINT16, "uint16", 16},
-    {DT_UINT32, "uint32", 32},     {DT_INT64, "int64", 64},          {DT_UINT64, "uint64", 64},
-    {DT_FLOAT128, "float128", 128}, {DT_COMPLEX128, "complex128", 128}, {DT_COMPLEX256, "complex256", 256},
-    {DT_RGBA32, "rgba32", 32},     {DT_BINARY, "binary", 1},
+    {DT_UINT8, "uint8", 8},
+    {DT_INT16, "int16", 16},
+    {DT_INT32, "int32", 32},
+    {DT_FLOAT32, "float32", 32},
+    {DT_COMPLEX64, "complex64", 64},
+    {DT_FLOAT64, "float64", 64},
+    {DT_RGB24, "rgb24", 24},
+    {DT_INT8, "int8", 8},
+    {DT_UINT16, "uint16", 16},
+    {DT_UINT32, "uint32", 32},
+    {DT_INT64, "int64", 64},
+    {DT_UINT64, "uint64", 64},
+    {DT_FLOAT128, "float128", 128},
+    {DT_COMPLEX128, "complex128", 128},
+    {DT_COMPLEX256, "complex256", 256},
+    {DT_RGBA32, "rgba32", 32},
+    {DT_BINARY, "binary", 1},
 };
 
 bool IsScalarType(int code)
@@ -173,8 +184,8 @@ bool CheckNiftiHeaderBytes(const unsigned char* bytes, std::size_t length, std::
     for (int i = static_cast<int>(ndim) + 1; i <= 7; ++i) info.dims[i] = 1;
     const std::string intent = NonVolumeIntent(info.intent);
     if (!intent.empty())
-        return Fail(error, "not a volume: the file holds " + intent + " (intent code " + std::to_string(info.intent) +
-                               ")");
+        return Fail(error,
+                    "not a volume: the file holds " + intent + " (intent code " + std::to_string(info.intent) + ")");
     const std::string type = NiftiTypeName(info.datatype);
     if (type.empty())
         return Fail(error, "corrupt NIfTI header: unknown data type code " + std::to_string(info.datatype));

@@ -87,7 +87,12 @@ std::vector<TransformCandidate> NiftiReader::Transforms() const
     const double* p = m_info.pixdim;
     std::string badSpacing;
     for (int a = 1; a <= 3; ++a)
-        if (!(std::isfinite(p[a]) && p[a] > 0)) badSpacing = "the header's voxel spacing (pixdim) is not positive";
+        if (!(std::isfinite(p[a]) && p[a] > 0)) {
+            char text[160];
+            std::snprintf(text, sizeof(text), "its voxel spacing (pixdim %g x %g x %g mm) is not a positive number",
+                          p[1], p[2], p[3]);
+            badSpacing = text;
+        }
     std::vector<TransformCandidate> list;
     TransformCandidate sform;
     sform.name = "sform";
@@ -112,7 +117,7 @@ std::vector<TransformCandidate> NiftiReader::Transforms() const
 
     const double spacing[3] = {p[1], p[2], p[3]};
     TransformCandidate plain = SpacingTransform(
-        m_info.version == 0 ? "pixdim (Analyze: no orientation)" : "pixdim (no orientation in the file)", spacing);
+        m_info.version == 0 ? "pixdim (Analyze: no orientation)" : "pixdim (no sform or qform)", spacing);
     plain.unusable = badSpacing;
     list.push_back(plain);
     return list;

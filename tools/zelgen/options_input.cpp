@@ -7,8 +7,8 @@ namespace {
 
 bool ParseRawType(const std::string& v, InputOptions& in, std::string& e)
 {
-    const SampleType types[] = {SampleType::Int8,  SampleType::Uint8,   SampleType::Int16,  SampleType::Uint16,
-                                SampleType::Int32, SampleType::Uint32,  SampleType::Float32, SampleType::Float64};
+    const SampleType types[] = {SampleType::Int8,  SampleType::Uint8,  SampleType::Int16,   SampleType::Uint16,
+                                SampleType::Int32, SampleType::Uint32, SampleType::Float32, SampleType::Float64};
     for (SampleType t : types)
         if (v == SampleTypeName(t)) {
             in.rawType = t;
@@ -26,8 +26,7 @@ OptionGroup InputOptionGroup(InputOptions& in)
             {
                 {"--phantom", nullptr, "the built-in head phantom instead of a file (256x256x112, 0.7x0.7x1.5 mm, HU)",
                  SetFlag(in.phantom)},
-                {"--volume", "N",
-                 "which volume of a 4-D file (0 = the first, the default; info lists the count)",
+                {"--volume", "N", "which volume of a 4-D file (0 = the first, the default; info lists the count)",
                  [&in](const std::string& v, std::string& e) {
                      in.haveVolumeIndex = true;
                      return ParseInt(v, 0, 1LL << 40, in.volumeIndex, e, "--volume");

@@ -99,7 +99,8 @@ bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& o, 
     if (o.output.path.empty()) return Fail(error, "no output: give -o OUT.png");
     if (!EndsWithPng(o.output.path))
         return Fail(error, "-o " + o.output.path + ": pictures are written as PNG; give a name ending in .png");
-    if (o.output.mosaic && o.plane.IsOblique()) return Fail(error, "--mosaic needs an axial, coronal or sagittal plane");
+    if (o.output.mosaic && o.plane.IsOblique())
+        return Fail(error, "--mosaic needs an axial, coronal or sagittal plane");
     if (o.output.mosaic && (o.plane.haveSlice || o.plane.havePosition))
         return Fail(error, "--mosaic shows many slices; it takes --slices, not --slice or --position");
     if (o.output.mosaic && o.plane.series) {

@@ -60,8 +60,7 @@ OptionGroup PlaneGroup(PlaneOptions& o)
                  o.haveCenter = true;
                  return ParseDoubleList(v, 3, -1e6, 1e6, o.center, e, "--center");
              }},
-            {"--slices", "A:B[:STEP]",
-             "the slices A..B: a numbered series of pictures, or the cells of --mosaic",
+            {"--slices", "A:B[:STEP]", "the slices A..B: a numbered series of pictures, or the cells of --mosaic",
              [&o](const std::string& v, std::string& e) { return ParseSeries(v, o, e); }},
             {"--zoom", "Z", "magnification; 1 (default) fits the whole plane",
              [&o](const std::string& v, std::string& e) { return ParseDouble(v, 0.01, 100, o.zoom, e, "--zoom"); }},

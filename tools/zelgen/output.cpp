@@ -67,8 +67,7 @@ bool WriteMosaic(const RenderJob& job, const OutputOptions& output, const RunOpt
     const int count = job.planes.Count();
     summary = output.path + " (" + std::to_string(sheet.Buffer().GetWidth()) + "x" +
               std::to_string(sheet.Buffer().GetHeight()) + ", mosaic of " + std::to_string(count) + ": " +
-              job.planes.Caption(0) + " to " + job.planes.Caption(count - 1) + ", " + job.recipe.display.caption +
-              ")";
+              job.planes.Caption(0) + " to " + job.planes.Caption(count - 1) + ", " + job.recipe.display.caption + ")";
     return true;
 }
 
@@ -78,8 +77,7 @@ bool WriteSeries(const RenderJob& job, const OutputOptions& output, const RunOpt
     const int count = job.planes.Count();
     std::vector<std::string> names(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
-        if (!SeriesFileName(output.path, job.planes.Number(i), names[static_cast<std::size_t>(i)], error))
-            return false;
+        if (!SeriesFileName(output.path, job.planes.Number(i), names[static_cast<std::size_t>(i)], error)) return false;
     std::vector<char> written(names.size(), 0);
     const bool ok = ForEachPicture(
         count, run,

@@ -79,8 +79,8 @@ short StoredBackground(const Volume& volume, const ValueStats& stats, const Plan
     return static_cast<short>(std::isnan(stored) ? lowest : std::max(lowest, std::min(32767.0, stored)));
 }
 
-bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOptions& options,
-                 DisplaySettings& display, std::string& error)
+bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOptions& options, DisplaySettings& display,
+                 std::string& error)
 {
     display.mode = options.display;
     display.rgb = options.rgb;

@@ -42,8 +42,8 @@ struct PictureRecipe {
 };
 
 // The display settings the options ask for, from the value statistics.
-bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOptions& options,
-                 DisplaySettings& display, std::string& error);
+bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOptions& options, DisplaySettings& display,
+                 std::string& error);
 // Stored value shown outside the volume: --background (real units) or the
 // volume's minimum.
 short StoredBackground(const Volume& volume, const ValueStats& stats, const PlaneOptions& options);

@@ -87,8 +87,7 @@ bool MprPlanes::ChooseSlices(const Volume& volume, const PlaneOptions& options, 
     if (cells > 0) {
         // Evenly spread, each slice in the middle of its share of the volume.
         const int n = std::min(cells, count);
-        for (int k = 0; k < n; ++k)
-            m_slices.push_back(static_cast<int>(std::floor((k + 0.5) * count / n)));
+        for (int k = 0; k < n; ++k) m_slices.push_back(static_cast<int>(std::floor((k + 0.5) * count / n)));
         return true;
     }
     int slice = (count - 1) / 2;
@@ -173,8 +172,7 @@ bool MprPlanes::Generate(ZelImageBase* volume, int index, std::unique_ptr<ZelIma
 {
     ZelMPRImageGeneratorParam param = m_param;
     param.backgroundValue = m_background;
-    (m_axis == 0 ? param.slicePosition.x : m_axis == 1 ? param.slicePosition.y : param.slicePosition.z) =
-        Number(index);
+    (m_axis == 0 ? param.slicePosition.x : m_axis == 1 ? param.slicePosition.y : param.slicePosition.z) = Number(index);
     ZelMPRImageGenerator generator;
     if (m_slabSteps > 0) {
         std::unique_ptr<ZelImageBase> stacked(

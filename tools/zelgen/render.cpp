@@ -39,8 +39,8 @@ int RunRender(const std::vector<std::string>& args)
     const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
     std::unique_ptr<PlaneChoice> planes = ChoosePlanes(volume, options.plane, cells, error);
     if (!planes) return ReportError(error);
-    const bool tiled = run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume)
-                                                        : run.layout == LayoutChoice::Tiled;
+    const bool tiled =
+        run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume) : run.layout == LayoutChoice::Tiled;
     if (!reader->ReadVoxels(volume, tiled ? ZEL_ALIGNMENT_TILED : ZEL_ALIGNMENT_LINEAR, error))
         return ReportError(error);
 

@@ -44,7 +44,6 @@ const Glyph* FindGlyph(char c)
     return nullptr;
 }
 
-
 }  // namespace
 
 Sheet::Sheet(int columns, int rows, int cellWidth, int cellHeight, int gap, bool captions, int depth)

@@ -79,7 +79,6 @@ bool SetTransform(Volume& volume, const std::vector<TransformCandidate>& candida
     }
     if (!chosen) {
         error = "no usable voxel geometry (" + (skipped.empty() ? std::string("none in the file") : skipped) + ")";
-        if (pixdim) error += "; the header's voxel spacing is " + SpacingText(pixdim);
         return false;
     }
     double spacing[3];

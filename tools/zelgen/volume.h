@@ -22,7 +22,7 @@ struct ValueScale {
 
 struct Volume {
     // Stored value of voxels that have no value (NaN in a float file).
-    static const short kNoValue = -32768;
+    static constexpr short kNoValue = -32768;
 
     std::unique_ptr<ZelImage<short>> image;  // linear or tiled; null until the voxels are read
     int size[3] = {0, 0, 0};

@@ -17,9 +17,9 @@ struct SampleInfo {
     int bytes;
 };
 const SampleInfo kSamples[] = {
-    {SampleType::Int8, "int8", 1},     {SampleType::Uint8, "uint8", 1},     {SampleType::Int16, "int16", 2},
-    {SampleType::Uint16, "uint16", 2}, {SampleType::Int32, "int32", 4},     {SampleType::Uint32, "uint32", 4},
-    {SampleType::Int64, "int64", 8},   {SampleType::Uint64, "uint64", 8},   {SampleType::Float32, "float32", 4},
+    {SampleType::Int8, "int8", 1},       {SampleType::Uint8, "uint8", 1},   {SampleType::Int16, "int16", 2},
+    {SampleType::Uint16, "uint16", 2},   {SampleType::Int32, "int32", 4},   {SampleType::Uint32, "uint32", 4},
+    {SampleType::Int64, "int64", 8},     {SampleType::Uint64, "uint64", 8}, {SampleType::Float32, "float32", 4},
     {SampleType::Float64, "float64", 8},
 };
 
