@@ -151,6 +151,29 @@ TEST(ZelgenNiftiHeader, CorruptHeadersAreNamed)
     }
 }
 
+template <class T>
+void Append(std::string& out, double value)
+{
+    const T stored = static_cast<T>(value);
+    out.append(reinterpret_cast<const char*>(&stored), sizeof(T));
+}
+
+void AppendSample(SampleType type, double v, std::string& out)
+{
+    switch (type) {
+    case SampleType::Int8: return Append<std::int8_t>(out, v);
+    case SampleType::Uint8: return Append<std::uint8_t>(out, v);
+    case SampleType::Int16: return Append<std::int16_t>(out, v);
+    case SampleType::Uint16: return Append<std::uint16_t>(out, v);
+    case SampleType::Int32: return Append<std::int32_t>(out, v);
+    case SampleType::Uint32: return Append<std::uint32_t>(out, v);
+    case SampleType::Int64: return Append<std::int64_t>(out, v);
+    case SampleType::Uint64: return Append<std::uint64_t>(out, v);
+    case SampleType::Float32: return Append<float>(out, v);
+    case SampleType::Float64: return Append<double>(out, v);
+    }
+}
+
 TEST(ZelgenImport, SamplesComeBackWithinHalfAStep)
 {
     // Every sample type goes to signed 16-bit and back through the value
@@ -179,48 +202,7 @@ TEST(ZelgenImport, SamplesComeBackWithinHalfAStep)
         survey.lo = HUGE_VAL;
         survey.hi = -HUGE_VAL;
         for (double v : c.values) {
-            unsigned char raw[8];
-            switch (c.type) {
-            case SampleType::Int8: *reinterpret_cast<std::int8_t*>(raw) = static_cast<std::int8_t>(v); break;
-            case SampleType::Uint8: raw[0] = static_cast<std::uint8_t>(v); break;
-            case SampleType::Int16: {
-                const std::int16_t x = static_cast<std::int16_t>(v);
-                std::memcpy(raw, &x, 2);
-                break;
-            }
-            case SampleType::Uint16: {
-                const std::uint16_t x = static_cast<std::uint16_t>(v);
-                std::memcpy(raw, &x, 2);
-                break;
-            }
-            case SampleType::Int32: {
-                const std::int32_t x = static_cast<std::int32_t>(v);
-                std::memcpy(raw, &x, 4);
-                break;
-            }
-            case SampleType::Uint32: {
-                const std::uint32_t x = static_cast<std::uint32_t>(v);
-                std::memcpy(raw, &x, 4);
-                break;
-            }
-            case SampleType::Int64: {
-                const std::int64_t x = static_cast<std::int64_t>(v);
-                std::memcpy(raw, &x, 8);
-                break;
-            }
-            case SampleType::Uint64: {
-                const std::uint64_t x = static_cast<std::uint64_t>(v);
-                std::memcpy(raw, &x, 8);
-                break;
-            }
-            case SampleType::Float32: {
-                const float x = static_cast<float>(v);
-                std::memcpy(raw, &x, 4);
-                break;
-            }
-            case SampleType::Float64: std::memcpy(raw, &v, 8); break;
-            }
-            bytes.append(reinterpret_cast<const char*>(raw), static_cast<std::size_t>(SampleBytes(c.type)));
+            AppendSample(c.type, v, bytes);
             if (!std::isfinite(v)) {
                 survey.nonFinite = true;
                 continue;

@@ -12,11 +12,19 @@ bool Fail(std::string& error, const std::string& message)
     return false;
 }
 
-std::function<bool(const std::string&, std::string&)> SetFlag(bool& target)
+OptionAction SetFlag(bool& target)
 {
     return [&target](const std::string&, std::string&) {
         target = true;
         return true;
+    };
+}
+
+OptionAction SetNumber(double& target, double lo, double hi, const char* what, bool* given)
+{
+    return [&target, lo, hi, what, given](const std::string& value, std::string& error) {
+        if (given) *given = true;
+        return ParseDouble(value, lo, hi, target, error, what);
     };
 }
 

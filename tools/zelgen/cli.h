@@ -12,11 +12,13 @@
 #include <string>
 #include <vector>
 
+using OptionAction = std::function<bool(const std::string& value, std::string& error)>;
+
 struct OptionRule {
     const char* name;       // "--zoom", "-o"
     const char* valueName;  // "Z"; null for a flag
     const char* help;       // may hold further lines, each starting with '\n'
-    std::function<bool(const std::string& value, std::string& error)> apply;
+    OptionAction apply;
 };
 
 struct OptionGroup {
@@ -47,5 +49,22 @@ bool ParseDoubleList(const std::string& text, int count, double lo, double hi, d
 bool ParsePair(const std::string& text, char separator, long long lo, long long hi, bool secondOptional, long long& a,
                long long& b, std::string& error, const char* what);
 
-// A rule's action that sets a flag.
-std::function<bool(const std::string&, std::string&)> SetFlag(bool& target);
+// Rule actions: set a flag; parse a number into `target` (setting `given`);
+// pick one of named values ("--plane must be axial, coronal or sagittal").
+OptionAction SetFlag(bool& target);
+OptionAction SetNumber(double& target, double lo, double hi, const char* what, bool* given = nullptr);
+template <class E>
+OptionAction SetChoice(E& target, std::vector<std::pair<std::string, E>> names, const char* what)
+{
+    return [&target, names, what](const std::string& value, std::string& error) {
+        std::string list;
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            if (value == names[i].first) {
+                target = names[i].second;
+                return true;
+            }
+            list += (i == 0 ? "" : i + 1 == names.size() ? " or " : ", ") + names[i].first;
+        }
+        return Fail(error, std::string(what) + " must be " + list + ", got '" + value + "'");
+    };
+}

@@ -144,3 +144,52 @@ bool SeriesFileName(const std::string& output, int index, std::string& name, std
     name = output.substr(0, dot) + number + output.substr(dot);
     return true;
 }
+
+// The options of this stage, and of the run.
+OptionGroup OutputOptionGroup(OutputOptions& o)
+{
+    return {"output",
+            {
+                {"-o", "OUT.png",
+                 "the picture (written whole or not at all); with --slices a series\nOUT_0042.png, ... (or a printf "
+                 "pattern such as out/%03d.png)",
+                 [&o](const std::string& v, std::string& e) {
+                     if (v.empty()) return Fail(e, "-o needs a file name");
+                     o.path = v;
+                     return true;
+                 }},
+                {"--mosaic", "COLSxROWS",
+                 "one picture of many slices of the plane in a grid (a lightbox):\nevenly spaced through the volume, "
+                 "or those of --slices",
+                 [&o](const std::string& v, std::string& e) {
+                     long long c, r;
+                     if (!ParsePair(v, 'x', 1, 64, false, c, r, e, "--mosaic")) return false;
+                     o.mosaic = true;
+                     o.mosaicColumns = static_cast<int>(c);
+                     o.mosaicRows = static_cast<int>(r);
+                     return true;
+                 }},
+            }};
+}
+
+OptionGroup RunOptionGroup(RunOptions& o)
+{
+    return {
+        "running",
+        {
+            {"--threads", "N", "worker threads (default: every core)",
+             [&o](const std::string& v, std::string& e) {
+                 long long n;
+                 if (!ParseInt(v, 1, 256, n, e, "--threads")) return false;
+                 o.threads = static_cast<int>(n);
+                 return true;
+             }},
+            {"--layout", "L",
+             "auto (default), linear or tiled: how the volume is held in memory;\nauto holds large volumes tiled "
+             "for sagittal series and oblique planes",
+             SetChoice(o.layout,
+                       {{"auto", LayoutChoice::Auto}, {"linear", LayoutChoice::Linear}, {"tiled", LayoutChoice::Tiled}},
+                       "--layout")},
+            {"--quiet", nullptr, "no notes on standard error", SetFlag(o.quiet)},
+        }};
+}

@@ -13,7 +13,6 @@
 
 #include "ZelImageBuffer.h"
 #include "options.h"
-#include "value_stats.h"
 #include "volume.h"
 
 struct DisplaySettings {

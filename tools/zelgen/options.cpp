@@ -1,7 +1,77 @@
-// The help texts. They are the user's manual of the program, so the display
-// conventions are spelled out here once; the option lists come from the
-// stages' own rules.
+// Each command's options, assembled from the groups of the stages it runs,
+// and the help texts. The help is the user's manual of the program, so the
+// display conventions are spelled out here once; the option lists come from
+// the stages' own rules.
+#include <cctype>
+
 #include "options.h"
+
+namespace {
+
+bool EndsWithPng(const std::string& path)
+{
+    if (path.size() < 4) return false;
+    std::string tail = path.substr(path.size() - 4);
+    for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return tail == ".png";
+}
+
+std::vector<OptionGroup> RenderGroups(RenderOptions& o)
+{
+    std::vector<OptionGroup> groups = {InputOptionGroup(o.input)};
+    for (OptionGroup& g : PlaneOptionGroups(o.plane)) groups.push_back(std::move(g));
+    groups.push_back(PictureOptionGroup(o.picture));
+    groups.push_back(OutputOptionGroup(o.output));
+    groups.push_back(RunOptionGroup(o.run));
+    return groups;
+}
+
+}  // namespace
+
+bool ParseInfoOptions(const std::vector<std::string>& args, InputOptions& input, bool& helpAsked, std::string& error)
+{
+    std::string positional;
+    if (!ParseArguments(args, {InputOptionGroup(input)}, positional, helpAsked, error)) return false;
+    return helpAsked || CheckInputOptions(input, positional, error);
+}
+
+bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& o, bool& helpAsked, std::string& error)
+{
+    std::string positional;
+    if (!ParseArguments(args, RenderGroups(o), positional, helpAsked, error)) return false;
+    if (helpAsked) return true;
+    if (!CheckInputOptions(o.input, positional, error) || !CheckPlaneOptions(o.plane, error) ||
+        !CheckPictureOptions(o.picture, error))
+        return false;
+    if (o.output.path.empty()) return Fail(error, "no output: give -o OUT.png");
+    if (!EndsWithPng(o.output.path))
+        return Fail(error, "-o " + o.output.path + ": pictures are written as PNG; give a name ending in .png");
+    if (o.output.mosaic && o.plane.IsOblique())
+        return Fail(error, "--mosaic needs an axial, coronal or sagittal plane");
+    if (o.output.mosaic && (o.plane.haveSlice || o.plane.havePosition))
+        return Fail(error, "--mosaic shows many slices; it takes --slices, not --slice or --position");
+    if (o.output.mosaic && o.plane.series) {
+        const long long count = (o.plane.seriesLast - o.plane.seriesFirst) / o.plane.seriesStep + 1;
+        if (count > static_cast<long long>(o.output.mosaicColumns) * o.output.mosaicRows)
+            return Fail(error, "--slices gives " + std::to_string(count) + " slices, more than the " +
+                                   std::to_string(o.output.mosaicColumns) + "x" + std::to_string(o.output.mosaicRows) +
+                                   " cells of --mosaic");
+    }
+    return true;
+}
+
+std::string RenderUsage()
+{
+    RenderOptions unused;
+    return std::string(
+               "usage: zelgen render FILE | --phantom [options] -o OUT.png\n"
+               "\n"
+               "Without options: the middle axial slice, in a window that suits the data (a CT\n"
+               "brain or soft-tissue window when the values look like Hounsfield units, else\n"
+               "the 0.5%..99.5% range of the values).\n"
+               "\n") +
+           DescribeOptions(RenderGroups(unused)) + RenderNotes();
+}
 
 #ifndef ZELGEN_VERSION
 #define ZELGEN_VERSION "unknown"
