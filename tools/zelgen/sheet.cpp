@@ -61,7 +61,8 @@ bool Sheet::Create()
 {
     const long long width = static_cast<long long>(m_columns) * (m_cellWidth + m_gap) + m_gap;
     const long long height = static_cast<long long>(m_rows) * (m_cellHeight + m_captionHeight + m_gap) + m_gap;
-    if (width > 32768 || height > 32768) return false;
+    // At most 256 MB of pixels, whatever the grid asked for.
+    if (width > 32768 || height > 32768 || width * height * m_depth > (1LL << 28)) return false;
     if (!m_buffer.CreateImage(static_cast<int>(width), static_cast<int>(height), m_depth)) return false;
     m_buffer.ZeroClear();
     return true;
