@@ -159,6 +159,15 @@ bool ByteStream::Skip(std::int64_t count, const char* what, std::string& error)
 
 bool ByteStream::Finish(std::string& error, std::int64_t* total)
 {
+    if (!m_gzip) {
+        // Plain data has nothing to check: its length is the file's.
+        struct stat st;
+        const off_t at = ftello(m_file);
+        if (fstat(fileno(m_file), &st) != 0 || at < 0)
+            return Fail(error, std::string("read error: ") + std::strerror(errno));
+        if (total) *total = m_position + m_zs.avail_in + (static_cast<std::int64_t>(st.st_size) - at);
+        return true;
+    }
     std::vector<unsigned char> scratch(1 << 20);
     for (;;) {
         const long long got = Read(scratch.data(), scratch.size(), error);

@@ -31,9 +31,10 @@ public:
     bool ReadExactly(void* buffer, std::size_t count, const char* what, std::string& error);
     // Skips `count` bytes of data.
     bool Skip(std::int64_t count, const char* what, std::string& error);
-    // Reads the rest of the data to its end. For gzip that checks every
-    // member's CRC and length and refuses bytes after the last member that
-    // do not start another member. `total` receives the length of the data.
+    // Reads the rest of compressed data to its end, checking every member's
+    // CRC and length and refusing bytes after the last member that do not
+    // start another member (plain data has nothing to check and is not
+    // read). `total` receives the length of the data.
     bool Finish(std::string& error, std::int64_t* total = nullptr);
 
     // Bytes of (uncompressed) data delivered so far.

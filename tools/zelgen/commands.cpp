@@ -121,8 +121,7 @@ int RunRender(const std::vector<std::string>& args)
     if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
 
     for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
-    if (volume.storage.find("steps") != std::string::npos || volume.hasNoValue)
-        Note(run.quiet, volume.source + ": " + volume.storage);
+    if (!volume.exact || volume.hasNoValue) Note(run.quiet, volume.source + ": " + volume.storage);
     if (volume.frames > 1)
         Note(run.quiet, volume.source + " holds " + std::to_string(volume.frames) + " volumes; showing volume " +
                             std::to_string(volume.frame) + " (--volume picks another)");

@@ -39,6 +39,7 @@ struct Volume {
     std::string format;    // "NIfTI-1 (gzip)", "Analyze 7.5", "raw", ...
     std::string fileType;  // sample type in the file: "int16", "float32", ...
     std::string storage;   // how the file's values are held, for people
+    bool exact = true;     // every value is held without rounding
     std::int64_t frames = 1;
     std::int64_t frame = 0;          // the frame read
     std::vector<std::string> notes;  // what a careful reader should know (pixdim disagrees, ...)

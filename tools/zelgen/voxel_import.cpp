@@ -227,6 +227,7 @@ bool ImportVolume(const std::string& path, std::int64_t frameStart, const Sample
                           static_cast<float>(volume.spacing[2])});
     volume.image = std::move(image);
     volume.hasNoValue = mapping.noValue;
+    volume.exact = mapping.exact;
     volume.scale.slope = mapping.step * fileSlope;
     volume.scale.intercept = mapping.offset * fileSlope + fileIntercept;
 
