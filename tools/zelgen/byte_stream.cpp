@@ -136,13 +136,11 @@ long long ByteStream::Read(void* buffer, std::size_t count, std::string& error)
 
 bool ByteStream::ReadExactly(void* buffer, std::size_t count, const char* what, std::string& error)
 {
-    const std::int64_t start = m_position;
     const long long got = Read(buffer, count, error);
     if (got < 0) return false;
     if (static_cast<std::size_t>(got) < count)
-        return Fail(error, std::string("file is truncated: ") + what + " needs bytes " + std::to_string(start) +
-                               " to " + std::to_string(start + static_cast<std::int64_t>(count)) +
-                               ", the data ends at " + std::to_string(m_position));
+        return Fail(error, std::string("file is truncated: the data ends at byte ") + std::to_string(m_position) +
+                               ", inside " + what);
     return true;
 }
 

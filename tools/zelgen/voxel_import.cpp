@@ -205,6 +205,18 @@ bool ImportVolume(const std::string& path, std::int64_t frameStart, const Sample
                   double fileIntercept, int alignment, Volume& volume, std::string& error, std::int64_t* dataBytes)
 {
     SampleSurvey survey;
+    {
+        // Plain data is known to be short before anything is read.
+        ByteStream probe;
+        std::int64_t length = 0;
+        if (!probe.Open(path, error)) return false;
+        if (!probe.IsGzip() && probe.Finish(error, &length) && length < frameStart + layout.FrameBytes()) {
+            error = "'" + path + "': file is truncated: the voxels need " +
+                    std::to_string(frameStart + layout.FrameBytes()) + " bytes, the file holds " +
+                    std::to_string(length);
+            return false;
+        }
+    }
     if (NeedsSurvey(layout.type)) {
         // The first pass reads the whole file, so damage is found here.
         ByteStream stream;
