@@ -192,7 +192,7 @@ bool ImportFrame(ByteStream& stream, const SampleLayout& layout, const SampleMap
             for (int r = 0; r < rows; ++r) {
                 const short* row = values.data() + static_cast<std::size_t>(r) * static_cast<std::size_t>(width);
                 // A tiled row is contiguous for 16 voxels at a time.
-                const int run = at.tiled ? 16 : width;
+                const int run = image.IsTiled() ? 16 : width;
                 for (int x = 0; x < width; x += run)
                     std::memcpy(data + at(x, y0 + r, z), row + x,
                                 static_cast<std::size_t>(std::min(run, width - x)) * sizeof(short));
