@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -37,15 +38,26 @@ std::string ReadText(const std::string& path)
     return s.str();
 }
 
-void WriteBytes(const std::string& path, const std::string& bytes, bool gzip)
+void WriteBytes(const std::string& path, const std::string& bytes, bool gzip, const char* mode = "wb")
 {
     if (gzip) {
-        gzFile gz = gzopen(path.c_str(), "wb");
+        gzFile gz = gzopen(path.c_str(), mode);
         gzwrite(gz, bytes.data(), static_cast<unsigned>(bytes.size()));
         gzclose(gz);
     } else {
         std::ofstream(path, std::ios::binary) << bytes;
     }
+}
+
+// Overwrites a header field of a file's bytes (little-endian, as written here).
+template <class T>
+std::string Patched(std::string bytes, std::size_t offset, std::initializer_list<T> values)
+{
+    for (T v : values) {
+        std::memcpy(&bytes[offset], &v, sizeof(T));
+        offset += sizeof(T);
+    }
+    return bytes;
 }
 
 // Pixels of a PNG with a hash over size, channels and bytes.
@@ -61,7 +73,12 @@ struct Picture {
         for (unsigned char b : pixels) mix(b);
         return h;
     }
-    int At(int x, int y) const { return pixels[static_cast<std::size_t>((y * width + x) * channels)]; }
+    // -1 off the picture (or for a picture that was not written).
+    int At(int x, int y) const
+    {
+        if (x < 0 || y < 0 || x >= width || y >= height) return -1;
+        return pixels[static_cast<std::size_t>((y * width + x) * channels)];
+    }
 };
 
 bool ReadPng(const std::string& path, Picture& picture)
@@ -223,7 +240,8 @@ TestVolume Pattern()
 TEST_F(Zelgen, EveryFileFormatGivesTheSamePicture)
 {
     // Within a group every file gives one picture; group 1 holds values that
-    // 8-bit files can hold too. Types other than 8/16-bit are converted with a note.
+    // 8-bit files can hold too. Whole values of any type are held exactly, so
+    // no file needs a note.
     struct Case {
         const char* file;
         int version;  // 0: raw, in DICOM order as the sform of the others
@@ -233,18 +251,18 @@ TEST_F(Zelgen, EveryFileFormatGivesTheSamePicture)
         bool note;
     };
     const Case cases[] = {
-        {"a.nii", 1, DT_INT16, 0, 0, false},     {"b.nii.gz", 1, DT_INT16, 0, 0, false},
-        {"c.nii", 2, DT_INT16, 0, 0, false},     {"d.nii.gz", 2, DT_INT16, 0, 0, false},
-        {"e.nii", 1, DT_INT32, 0, 0, true},      {"f.nii", 1, DT_FLOAT32, 0, 0, true},
-        {"g.nii.gz", 2, DT_FLOAT64, 0, 0, true}, {"h.nii", 1, DT_UINT16, -200, 0, false},
-        {"v.raw", 0, DT_INT16, 0, 0, false},     {"s8.nii", 1, DT_UINT8, 0, 1, false},
-        {"s16.nii", 1, DT_UINT16, 0, 1, false},  {"ss16.nii", 1, DT_INT16, 0, 1, false},
+        {"a.nii", 1, DT_INT16, 0, 0, false},      {"b.nii.gz", 1, DT_INT16, 0, 0, false},
+        {"c.nii", 2, DT_INT16, 0, 0, false},      {"d.nii.gz", 2, DT_INT16, 0, 0, false},
+        {"e.nii", 1, DT_INT32, 0, 0, false},      {"f.nii", 1, DT_FLOAT32, 0, 0, false},
+        {"g.nii.gz", 2, DT_FLOAT64, 0, 0, false}, {"h.nii", 1, DT_UINT16, -200, 0, false},
+        {"v.raw", 0, DT_INT16, 0, 0, false},      {"s8.nii", 1, DT_UINT8, 0, 1, false},
+        {"s16.nii", 1, DT_UINT16, 0, 1, false},   {"ss16.nii", 1, DT_INT16, 0, 1, false},
     };
     TestVolume volumes[2] = {Pattern(), Pattern()};
     for (int& value : volumes[1].values) value = (value + 105) / 3;
     std::uint64_t first[2] = {0, 0};
     for (const Case& c : cases) {
-        std::string args = std::string(c.file) + " --plane coronal --window 400,100 --nearest";
+        std::string args = std::string(c.file) + " --plane coronal --window 400,100 --nearest --size 20";
         if (c.version == 0) {
             WriteBytes(Path(c.file), Encode(volumes[c.group], c.datatype), false);
             args += " --raw-size 20,16,10 --raw-type int16 --spacing 0.8,0.8,2";
@@ -264,22 +282,29 @@ TEST_F(Zelgen, EveryFileFormatGivesTheSamePicture)
 TEST_F(Zelgen, SuccessfulRunsSayWhatTheyDid)
 {
     WriteNifti(Path("v.nii.gz"), Pattern(), 2, DT_UINT16, -200);
+    const double coarse[3][3] = {{-4, 0, 0}, {0, 4, 0}, {0, 0, 8}};
+    WriteNifti(Path("small.nii"), MakeVolume(17, 21, 3, coarse), 1, DT_INT16);
     struct Case {
         std::string args;
         std::vector<const char*> mentions;  // on standard output or error
     };
     const Case cases[] = {
         {"--help", {"usage: zelgen"}},
-        {"render --help", {"usage: zelgen", "radiological"}},
+        {"render --help",
+         {"usage: zelgen", "radiological", "--raw-size", "--raw-type", "--raw-offset", "--spacing", "--volume",
+          "DICOM convention"}},
+        {"--version", {"zelgen 0."}},
         {"info --help", {"usage: zelgen"}},
         {"demo --help", {"usage: zelgen"}},
         {"info v.nii.gz",
-         {"NIfTI-2 (gzip)", "20 x 16 x 10 voxels", "uint16 (held as signed 16-bit)", "0.8 x 0.8 x 2 mm",
+         {"NIfTI-2 (gzip)", "20 x 16 x 10 voxels", "uint16 (held as signed 16-bit", "0.8 x 0.8 x 2 mm",
           "value range:  -105 to 457", "LPS from sform"}},
         {"info --phantom", {"256 x 256 x 112"}},
         // CT-like values get a CT window; others the range of the values.
         {"render --phantom -o p.png", {"brain window 80/40"}},
         {"render v.nii.gz -o m.png", {"auto"}},
+        // A 4 mm map is enlarged to a readable size.
+        {"render small.nii -o s.png", {"(207x256,"}},
     };
     for (const Case& c : cases) {
         const Result r = Run(c.args);
@@ -367,6 +392,19 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
     std::string garbage = gz;
     for (std::size_t i = 40; i < garbage.size() - 8; i += 7) garbage[i] ^= 0x5a;
     WriteBytes(Path("garbage.nii.gz"), garbage, false);
+    // Stored (uncompressed) deflate blocks: a changed byte decodes without
+    // complaint, and only the CRC at the end of the stream tells.
+    WriteBytes(Path("stored.nii.gz"), nii, true, "wb0");
+    std::string damaged = ReadText(Path("stored.nii.gz"));
+    damaged[damaged.size() / 2] ^= 0x10;
+    WriteBytes(Path("damaged.nii.gz"), damaged, false);
+    WriteBytes(Path("trailing.nii.gz"), ReadText(Path("stored.nii.gz")) + "junk", false);
+    fs::remove(Path("stored.nii.gz"));
+    WriteBytes(Path("cifti.nii"), Patched<std::int16_t>(nii, 68, {3001}), false);
+    WriteBytes(Path("quaternion.nii"), Patched<float>(Patched<std::int16_t>(nii, 252, {1}), 256, {0.9f, 0.9f, 0.9f}),
+               false);
+    WriteBytes(Path("nopixdim.nii"), Patched<float>(Patched<std::int16_t>(nii, 254, {0}), 80, {0, 1, 1}), false);
+    WriteBytes(Path("flat.nii"), Patched<float>(nii, 312, {0, 0, 0.001f}), false);
     std::string rgb = nii;
     rgb.replace(70, 4, "\x80\0\x18\0", 4);  // datatype rgb24 (128) and bitpix 24, little-endian
     WriteBytes(Path("rgb.nii"), rgb, false);
@@ -410,7 +448,7 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
         {"render --phantom -o x.png --slice 1.5", "--slice"},
         {"render --phantom -o x.png --plane oblique", "--plane"},
         {"render --phantom -o x.png --window 80", "--window"},
-        {"render --phantom -o x.png --window 0,40", "at least 1"},
+        {"render --phantom -o x.png --window 0,40", "above 0"},
         {"render --phantom -o x.png --window brian", "brain"},
         {"render --phantom -o x.png --center 1,2", "3 comma-separated"},
         {"render --phantom -o x.png --normal 0,0,0", "zero"},
@@ -418,7 +456,7 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
         {"render --phantom -o x.png --slices 1:3:0", "step"},
         {"render --phantom -o x.png --slice 3 --position 4", "not both"},
         {"render --phantom -o x.png --tilt 10 --slice 3", "oblique"},
-        {"render --phantom -o x.png --tilt 10 --normal 0,0,1", "not both"},
+        {"render --phantom -o x.png --tilt 10 --normal 0,0,1", "one of"},
         {"render --phantom -o x.png --bogus", "unknown option"},
         {"render --phantom -o x.png --zoom", "needs a value"},
         {"render --phantom -o x.png --flip-h=1", "takes no value"},
@@ -431,6 +469,18 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
         {"render v.raw -o x.png --raw-size 2,2,2.5 --raw-type int16", "whole numbers"},
         {"render v.raw -o x.png --raw-size 2,2,2 --raw-type float", "--raw-type"},
         {"render good.nii -o x.png --spacing 1,1,1", "raw volumes"},
+        // Damaged downloads and headers that do not describe a volume
+        {"render damaged.nii.gz -o x.png", "damaged compressed data"},
+        {"info trailing.nii.gz", "after the end of the compressed stream"},
+        {"render cifti.nii -o x.png", "not a volume"},
+        {"render quaternion.nii -o x.png", "not a rotation"},
+        {"render nopixdim.nii -o x.png", "not a positive number"},
+        {"render flat.nii -o x.png", "too unequal"},
+        {"render v.raw -o x.png", "--raw-size X,Y,Z and --raw-type"},
+        {"render good.nii -o x.jpg", "ending in .png"},
+        {"render good.nii --center 4,4,10 -o x.png", "outside the volume"},
+        {"render good.nii --volume 1 -o x.png", "does not have"},
+        {"render good.nii --mosaic 2x2 --slices 0:9 -o x.png", "more than"},
     };
     const std::vector<std::string> before = Files();
     for (const auto& c : cases) {
@@ -441,6 +491,192 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
         EXPECT_NE(r.err.find(c[1]), std::string::npos) << c[0] << "\n" << r.err;
         EXPECT_EQ(Files(), before) << c[0];
     }
+}
+
+TEST_F(Zelgen, SoundFilesInOddWrappingsGiveTheSamePicture)
+{
+    // However a sound volume is wrapped or described, the picture is that of
+    // the plain file: geometry from the transform in use, compression from
+    // the content, and a value scale of any size.
+    WriteNifti(Path("plain.nii"), Pattern(), 1, DT_INT16);
+    const std::string nii = ReadText(Path("plain.nii"));
+    const std::string header = nii.substr(0, 348), data = nii.substr(352);
+    struct Case {
+        const char* file;
+        std::string bytes;
+        bool gzip;
+        const char* info;  // what `info` must say
+    };
+    const Case cases[] = {
+        {"gzip-named-plain.nii", nii, true, "NIfTI-1 (gzip)"},
+        {"plain-named-gzip.nii.gz", nii, false, "from sform"},
+        {"two-members.nii.gz", "", false, "(gzip)"},
+        // pixdim says 2 mm squares; the sform's 0.8 mm holds.
+        {"pixdim.nii", Patched<float>(nii, 80, {2, 2, 2}), false, "disagrees with the sform"},
+        // An empty sform gives way to the same geometry as a qform: a
+        // half turn about z, with the sform's origin.
+        {"qform.nii",
+         Patched<float>(Patched<float>(Patched<std::int16_t>(nii, 252, {1}), 256, {0, 0, 1}), 280,
+                        {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}),
+         false, "from qform"},
+        {"tiny-slope.nii", Patched<float>(nii, 112, {1e-30f}), false, "stored value x 1e-30"},
+        {"pair.hdr", Patched<float>(Patched<char>(header, 344, {'n', 'i', '1'}), 108, {0}), false, "pair (.hdr/.img)"},
+    };
+    WriteBytes(Path("pair.img"), data, false);
+    const std::uint64_t expected = Render("plain.nii").Hash();
+    for (const Case& c : cases) {
+        if (std::string(c.file) == "two-members.nii.gz") {
+            WriteBytes(Path("a.gz"), nii.substr(0, 3000), true);
+            WriteBytes(Path("b.gz"), nii.substr(3000), true);
+            WriteBytes(Path(c.file), ReadText(Path("a.gz")) + ReadText(Path("b.gz")), false);
+        } else {
+            WriteBytes(Path(c.file), c.bytes, c.gzip);
+        }
+        EXPECT_EQ(Render(c.file).Hash(), expected) << c.file;
+        const Result info = Run(std::string("info ") + c.file);
+        EXPECT_NE(info.out.find(c.info), std::string::npos) << c.file << ": " << info.out << info.err;
+    }
+}
+
+TEST_F(Zelgen, EveryTypeIsInterpolatedAlike)
+{
+    // The same whole values in 8, 16 and 32 bits and in floats are held
+    // alike, so zoomed, turned and oblique pictures are smooth for all.
+    TestVolume v = Pattern();
+    for (int& value : v.values) value = (value + 105) / 3;
+    const int types[] = {DT_UINT8, DT_INT16, DT_UINT16, DT_INT32, DT_FLOAT32};
+    for (const char* view : {"--zoom 3.3", "--plane sagittal --rotate 30", "--tilt 20,10"}) {
+        std::uint64_t first = 0;
+        for (int type : types) {
+            WriteNifti(Path("t.nii"), v, 1, type);
+            const std::uint64_t hash = Render(std::string("t.nii --window 150,80 ") + view).Hash();
+            if (!first) first = hash;
+            EXPECT_EQ(hash, first) << view << " type " << type;
+        }
+    }
+}
+
+TEST_F(Zelgen, FloatMapsInSmallUnits)
+{
+    // Values of a few thousandths with a NaN block: windows in the data's
+    // units, NaN left out of the range and shown as background.
+    TestVolume v = Pattern();
+    WriteNifti(Path("f.nii"), v, 1, DT_FLOAT32);
+    std::string bytes = ReadText(Path("f.nii"));
+    const float nan = std::nanf("");
+    for (std::size_t n = 0; n < v.values.size(); ++n) {
+        const float value = n % 20 < 4 ? nan : static_cast<float>(v.values[n] * 1e-5);
+        std::memcpy(&bytes[352 + 4 * n], &value, 4);
+    }
+    WriteBytes(Path("f.nii"), bytes, false);
+    const Result info = Run("info f.nii");
+    EXPECT_NE(info.out.find("value range:  -0.00065 to 0.00457"), std::string::npos) << info.out;
+
+    Result r;
+    const Picture window = Render("f.nii --window 0.003,0.0015 --nearest --size 20", "w.png", &r);
+    EXPECT_NE(r.err.find("NaN"), std::string::npos) << r.err;
+    std::set<int> greys;
+    const Picture automatic = Render("f.nii --nearest --size 20", "a.png");
+    for (int y = 0; y < automatic.height; ++y)
+        for (int x = 0; x < automatic.width; ++x) {
+            greys.insert(automatic.At(x, y));
+            // The NaN columns (i < 4 runs to the patient's right: the picture's left) are background.
+            EXPECT_TRUE(x >= 4 || window.At(x, y) == 0) << x << "," << y;
+        }
+    EXPECT_GT(greys.size(), 50u);
+    EXPECT_EQ(Render("f.nii --window minmax").Hash(), Render("f.nii --window p0,p100").Hash());
+}
+
+TEST_F(Zelgen, WindowsFollowTheDicomConvention)
+{
+    // Width 256, centre 128 shows values 0..255 unchanged, and is what
+    // minmax picks for data spanning 0..255.
+    const double ras[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    TestVolume v = MakeVolume(16, 16, 3, ras);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) v.At(x, y, 1) = 16 * y + x;
+    WriteNifti(Path("g.nii"), v, 1, DT_UINT8);
+    const Picture p = Render("g.nii --window 256,128 --nearest");
+    ASSERT_EQ(p.width, 256);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x)  // radiological: x runs right to left, y bottom to top
+            EXPECT_EQ(p.At(255 - 16 * x - 8, 255 - 16 * y - 8), 16 * y + x) << x << "," << y;
+    EXPECT_EQ(Render("g.nii --window minmax --nearest").Hash(), p.Hash());
+}
+
+TEST_F(Zelgen, CenterIsThePictureCentre)
+{
+    // The voxel named by --center is at the picture's centre on every plane.
+    const double ras[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    TestVolume v = MakeVolume(12, 12, 12, ras);
+    v.At(3, 4, 9) = 1000;
+    WriteNifti(Path("m.nii"), v, 1, DT_INT16);
+    for (const char* plane : {"axial", "coronal", "sagittal"}) {
+        const Picture p =
+            Render(std::string("m.nii --center 3,4,9 --zoom 3 --size 41 --nearest --window 100,50 --plane ") + plane);
+        EXPECT_EQ(p.At(20, 20), 255) << plane;
+    }
+}
+
+TEST_F(Zelgen, MosaicIsTheSeriesInAGrid)
+{
+    WriteNifti(Path("v.nii"), Pattern(), 1, DT_INT16);
+    const std::string view = "v.nii --plane coronal --window 300,80 --size 20x25 ";
+    const Picture mosaic = Render(view + "--slices 2:14:4 --mosaic 2x2", "mosaic.png");
+    ASSERT_EQ(std::make_pair(mosaic.width, mosaic.height), std::make_pair(40, 50));
+    for (int k = 0; k < 4; ++k) {
+        const Picture slice = Render(view + "--slice " + std::to_string(2 + 4 * k));
+        for (int y = 0; y < 25; ++y)
+            for (int x = 0; x < 20; ++x)
+                ASSERT_EQ(mosaic.At(20 * (k % 2) + x, 25 * (k / 2) + y), slice.At(x, y)) << k << " " << x << "," << y;
+    }
+    // Without --slices the cells take slices spread through the volume.
+    Result r;
+    Render(view + "--mosaic 4x1", "spread.png", &r);
+    EXPECT_NE(r.err.find("coronal slice 2 to coronal slice 14"), std::string::npos) << r.err;
+}
+
+TEST_F(Zelgen, VolumesOfAFourDimensionalFile)
+{
+    TestVolume second = Pattern();
+    for (int& value : second.values) value = 300 - value;
+    WriteNifti(Path("second.nii"), second, 1, DT_INT16);
+    WriteNifti(Path("first.nii"), Pattern(), 1, DT_INT16);
+    const std::string first = ReadText(Path("first.nii"));
+    std::string four = Patched<std::int16_t>(first, 40, {4, 20, 16, 10, 2});
+    WriteBytes(Path("four.nii.gz"), four + ReadText(Path("second.nii")).substr(352), true);
+    const std::string view = " --window 400,100 --plane sagittal";
+    EXPECT_EQ(Render("four.nii.gz --volume 1" + view).Hash(), Render("second.nii" + view).Hash());
+    EXPECT_EQ(Render("four.nii.gz" + view).Hash(), Render("first.nii" + view).Hash());
+    EXPECT_NE(Run("info four.nii.gz").out.find("volumes:      2"), std::string::npos);
+    EXPECT_NE(Run("render four.nii.gz --volume 2 -o x.png").err.find("holds 2"), std::string::npos);
+}
+
+TEST_F(Zelgen, WorldPlanesFollowThePatientAxes)
+{
+    // An acquisition tilted 30 degrees about x, holding a bright layer that
+    // is level in the patient: the world axial plane through it is bright
+    // wherever it meets the volume; the voxel plane cuts it in a band.
+    const double c = std::cos(0.5236), s = std::sin(0.5236);
+    const double tilted[3][3] = {{1, 0, 0}, {0, c, -s}, {0, s, c}};
+    TestVolume v = MakeVolume(24, 24, 24, tilted);
+    for (int k = 0; k < 24; ++k)
+        for (int j = 0; j < 24; ++j)
+            for (int i = 0; i < 24; ++i)
+                v.At(i, j, k) = std::fabs(v.m[2][1] * j + v.m[2][2] * k + v.m[2][3]) < 2.5 ? 1000 : 0;
+    WriteNifti(Path("tilted.nii"), v, 1, DT_INT16);
+    EXPECT_NE(Run("info tilted.nii").out.find("30.0 deg off the patient axes"), std::string::npos);
+    // Share of bright pixels in the middle of the picture (away from the
+    // tilted volume's edges) or in all of it.
+    auto brightShare = [](const Picture& p, int margin) {
+        int bright = 0, all = 0;
+        for (int y = p.height / margin; y < p.height - p.height / margin; ++y)
+            for (int x = p.width / margin; x < p.width - p.width / margin; ++x) all++, bright += p.At(x, y) > 128;
+        return static_cast<double>(bright) / all;
+    };
+    const std::string window = " --window 200,500 --background 0";
+    EXPECT_EQ(brightShare(Render("tilted.nii --world --position 0" + window), 4), 1.0);
+    EXPECT_LT(brightShare(Render("tilted.nii" + window), 1000), 0.5);
 }
 
 TEST_F(Zelgen, SeriesEqualsSinglePicturesAndLayoutsAgree)

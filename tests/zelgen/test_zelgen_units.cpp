@@ -12,12 +12,13 @@
 #include <tuple>
 #include <vector>
 
-#include "commands.h"
 #include "nifti1.h"
 #include "options.h"
 #include "orientation.h"
+#include "output.h"
 #include "png_writer.h"
 #include "readers.h"
+#include "voxel_import.h"
 
 namespace {
 
@@ -39,14 +40,16 @@ TEST(ZelgenOptions, ParsesValuesInBothSpellings)
               "--slices 2:10:4 -o out.png --flip-v",
               o, help, error))
         << error;
-    EXPECT_EQ(std::make_tuple(o.zoom, o.windowWidth, o.windowCentre, o.rotateDegrees, o.width, o.height),
-              std::make_tuple(2.5, 1500.0, -600.0, -90.0, 300, 0));
-    EXPECT_EQ(std::make_tuple(o.seriesFirst, o.seriesLast, o.seriesStep, o.flipV, o.output),
+    const PlaneOptions& p = o.plane;
+    EXPECT_EQ(
+        std::make_tuple(p.zoom, o.picture.windowWidth, o.picture.windowCentre, p.rotateDegrees, p.width, p.height),
+        std::make_tuple(2.5, 1500.0, -600.0, -90.0, 300, 0));
+    EXPECT_EQ(std::make_tuple(p.seriesFirst, p.seriesLast, p.seriesStep, p.flipV, o.output.path),
               std::make_tuple(2, 10, 4, true, std::string("out.png")));
-    EXPECT_TRUE(o.plane == PlaneKind::Sagittal && o.slabMode == SlabMode::Maximum);
+    EXPECT_TRUE(p.plane == PlaneKind::Sagittal && p.slabMode == SlabMode::Maximum);
     // Preset names are forgiving about the spelling of soft tissue.
     ASSERT_TRUE(Parse("--phantom -o x.png --window soft_tissue", soft, help, error)) << error;
-    EXPECT_EQ(soft.windowWidth, FindWindowPreset("soft-tissue")->width);
+    EXPECT_EQ(soft.picture.windowWidth, FindWindowPreset("soft-tissue")->width);
     EXPECT_TRUE(Parse("--zoom 2 --help", h, help, error));
     EXPECT_TRUE(help);
 }
@@ -118,7 +121,9 @@ TEST(ZelgenNiftiHeader, CorruptHeadersAreNamed)
         {"truncated data", [](nifti_1_header&) {}, full - 1, "truncated"},
         {"header size", [](nifti_1_header& h) { h.sizeof_hdr = 349; }, full, "not a NIfTI"},
         {"magic", [](nifti_1_header& h) { h.magic[1] = 'x'; }, full, "magic"},
-        {"pair", [](nifti_1_header& h) { h.magic[1] = 'i'; }, full, "two-file"},
+        {"pair", [](nifti_1_header& h) { h.magic[1] = 'i'; }, full, nullptr},
+        {"analyze", [](nifti_1_header& h) { std::memset(h.magic, 0, 4); }, full, nullptr},
+        {"surface", [](nifti_1_header& h) { h.intent_code = NIFTI_INTENT_POINTSET; }, full, "not a volume"},
         {"no dims", [](nifti_1_header& h) { h.dim[0] = 0; }, full, "dimensions"},
         {"eight dims", [](nifti_1_header& h) { h.dim[0] = 8; }, full, "dimensions"},
         {"zero size", [](nifti_1_header& h) { h.dim[2] = 0; }, full, "dimension 2"},
@@ -146,6 +151,86 @@ TEST(ZelgenNiftiHeader, CorruptHeadersAreNamed)
     }
 }
 
+template <class T>
+void Append(std::string& out, double value)
+{
+    const T stored = static_cast<T>(value);
+    out.append(reinterpret_cast<const char*>(&stored), sizeof(T));
+}
+
+void AppendSample(SampleType type, double v, std::string& out)
+{
+    switch (type) {
+    case SampleType::Int8: return Append<std::int8_t>(out, v);
+    case SampleType::Uint8: return Append<std::uint8_t>(out, v);
+    case SampleType::Int16: return Append<std::int16_t>(out, v);
+    case SampleType::Uint16: return Append<std::uint16_t>(out, v);
+    case SampleType::Int32: return Append<std::int32_t>(out, v);
+    case SampleType::Uint32: return Append<std::uint32_t>(out, v);
+    case SampleType::Int64: return Append<std::int64_t>(out, v);
+    case SampleType::Uint64: return Append<std::uint64_t>(out, v);
+    case SampleType::Float32: return Append<float>(out, v);
+    case SampleType::Float64: return Append<double>(out, v);
+    }
+}
+
+TEST(ZelgenImport, SamplesComeBackWithinHalfAStep)
+{
+    // Every sample type goes to signed 16-bit and back through the value
+    // scale: exactly for whole numbers that fit 65536 steps, else within
+    // half a step; NaN and infinities are stored as "no value".
+    const double inf = HUGE_VAL;
+    struct Case {
+        SampleType type;
+        std::vector<double> values;
+        bool exact;
+    };
+    const Case cases[] = {
+        {SampleType::Int8, {-128, 0, 127}, true},          {SampleType::Uint8, {0, 17, 255}, true},
+        {SampleType::Int16, {-32768, -1, 32767}, true},    {SampleType::Uint16, {0, 1, 65535}, true},
+        {SampleType::Uint16, {40000, 40001, 41000}, true}, {SampleType::Int32, {-70000, 0, 70000}, false},
+        {SampleType::Int32, {1000000, 1065535}, true},     {SampleType::Uint32, {0, 4000000000.0}, false},
+        {SampleType::Int64, {-5, 3, 9000000000.0}, false}, {SampleType::Float32, {0, 0.00012, 0.003, NAN}, false},
+        {SampleType::Float32, {-2, 7, inf}, true},         {SampleType::Float64, {-1e300, 1e300}, false},
+        {SampleType::Float64, {NAN, NAN}, true},
+    };
+    for (const Case& c : cases) {
+        SampleLayout layout;
+        layout.type = c.type;
+        std::string bytes;
+        SampleSurvey survey;
+        survey.lo = HUGE_VAL;
+        survey.hi = -HUGE_VAL;
+        for (double v : c.values) {
+            AppendSample(c.type, v, bytes);
+            if (!std::isfinite(v)) {
+                survey.nonFinite = true;
+                continue;
+            }
+            survey.anyFinite = true;
+            survey.lo = std::min(survey.lo, v);
+            survey.hi = std::max(survey.hi, v);
+            survey.integral = survey.integral && v == std::floor(v);
+        }
+        const SampleMapping mapping = ChooseMapping(c.type, survey);
+        EXPECT_EQ(mapping.exact, c.exact) << SampleTypeName(c.type) << " " << c.values[0];
+        std::vector<short> stored(c.values.size());
+        ConvertSamples(reinterpret_cast<const unsigned char*>(bytes.data()), layout, c.values.size(), mapping,
+                       stored.data());
+        for (std::size_t n = 0; n < c.values.size(); ++n) {
+            const double v = c.type == SampleType::Float32 ? static_cast<float>(c.values[n]) : c.values[n];
+            if (!std::isfinite(v)) {
+                EXPECT_EQ(stored[n], Volume::kNoValue);
+                continue;
+            }
+            EXPECT_TRUE(!mapping.noValue || stored[n] != Volume::kNoValue) << v;
+            const double back = stored[n] * mapping.step + mapping.offset;
+            EXPECT_LE(std::fabs(back - v), c.exact ? 0.0 : 0.5 * mapping.step * (1 + 1e-9))
+                << SampleTypeName(c.type) << " " << v;
+        }
+    }
+}
+
 double Distance(const Frame& a, const Frame& b)
 {
     const Vec3 r = a.right - b.right, d = a.down - b.down;
@@ -155,7 +240,8 @@ double Distance(const Frame& a, const Frame& b)
 TEST(ZelgenOrientation, SolverFindsEveryGeneratorFrame)
 {
     // Whatever frame the generator can make, the solver finds parameters
-    // that make it again, with right angles kept exact.
+    // that make it again, with right angles kept exact; free angles agree to
+    // the generator's single precision.
     for (int plane = 0; plane < 3; ++plane)
         for (double angle : {0.0, 0.3, 1.0, 2.5, -0.7})
             for (int rotation = angle == 0 ? 0 : 4; rotation < (angle == 0 ? 4 : 5); ++rotation)
@@ -165,7 +251,7 @@ TEST(ZelgenOrientation, SolverFindsEveryGeneratorFrame)
                     const double d = Distance(MprFrame(plane, o.rotation, o.angle, o.flipH, o.flipV), f);
                     // Right angles stay exact.
                     EXPECT_TRUE(angle != 0 || o.rotation < 4) << plane << " " << rotation << " " << flips;
-                    EXPECT_LE(d, angle == 0 ? 0.0 : 1e-9) << plane << " " << angle << " " << flips;
+                    EXPECT_LE(d, angle == 0 ? 0.0 : 1e-6) << plane << " " << angle << " " << flips;
                 }
 }
 

@@ -1,82 +1,80 @@
-#include "commands.h"
-
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
+// The commands `info` and `render`: the stages wired together.
+#include <cmath>
 #include <cstdio>
-#include <mutex>
 
 #include "ZelCPUController.h"
-#include "ZelParallel.h"
-#include "png_writer.h"
-#include "progress.h"
-#include "render.h"
+#include "commands.h"
+#include "output.h"
+#include "readers.h"
 
 namespace {
 
 const char* kAxisWords[3][2] = {{"left", "right"}, {"posterior", "anterior"}, {"inferior", "superior"}};
 
-// The volume's voxels in the layout that suits the plan; `holder` keeps a
-// tiled copy alive.
-ZelImageBase* ChooseLayout(const Volume& volume, const RenderPlan& plan, int pictures, LayoutChoice choice,
-                           std::unique_ptr<ZelImageBase>& holder)
+// Parses a command's options (parse(help, error)); false when the command
+// is already done, having printed its help or its error, with `status`.
+template <class Parse>
+bool Begin(Parse&& parse, std::string (*usage)(), int& status)
 {
-    if (!PreferTiled(volume, plan, pictures, choice)) return volume.image.get();
-    holder.reset(volume.image->Clone(ZEL_ALIGNMENT_TILED));
-    // Without memory for a copy the linear volume serves, only slower.
-    return holder ? holder.get() : volume.image.get();
-}
-
-int RenderSeries(const Volume& volume, ZelImageBase* image, const RenderOptions& options, const RenderPlan& plan)
-{
-    std::vector<int> slices;
-    for (int s = options.seriesFirst; s <= options.seriesLast; s += options.seriesStep) slices.push_back(s);
-    std::vector<std::string> names(slices.size());
-    for (std::size_t i = 0; i < slices.size(); ++i) {
-        std::string error;
-        if (!SeriesFileName(options.output, slices[i], names[i], error)) return ReportError(error);
-    }
-    const int workers = options.threads > 0 ? options.threads : ZelCPUController::GetAvailableCPUNumInThread();
-    // Whole slices run in parallel; the generators inside stay on their
-    // worker's thread.
-    ZelCPUController::SetAvailableCPUNum(1);
-    std::atomic<bool> failed{false};
-    std::mutex errorLock;
-    std::string firstError;
-    std::vector<char> written(slices.size(), 0);
-    {
-        Progress progress(static_cast<int>(slices.size()), "zelgen: rendering", Progress::StderrIsTerminal());
-        ZelParallelRows(static_cast<int>(slices.size()), workers, [&](int i) {
-            if (failed.load()) return;
-            ZelImageBuffer buffer;
-            std::string error;
-            const std::size_t k = static_cast<std::size_t>(i);
-            bool ok = RenderPicture(image, plan, slices[k], buffer, error) && WritePng(names[k], buffer, error);
-            if (ok) {
-                written[k] = 1;
-                progress.Step();
-                return;
-            }
-            std::lock_guard<std::mutex> lock(errorLock);
-            if (!failed.exchange(true)) firstError = error;
-        });
-    }
-    ZelCPUController::SetAvailableCPUNum(options.threads);
-    if (failed) {
-        // All or nothing, as for a single picture.
-        for (std::size_t k = 0; k < names.size(); ++k)
-            if (written[k]) unlink(names[k].c_str());
-        return ReportError(firstError);
-    }
-    if (!options.quiet)
-        std::fprintf(stderr, "zelgen: wrote %zu pictures (%s to %s)\n", names.size(), names.front().c_str(),
-                     names.back().c_str());
-    (void)volume;
-    return 0;
+    bool help = false;
+    std::string error;
+    status = 0;
+    if (!parse(help, error))
+        status = ReportError(error);
+    else if (help)
+        std::fputs(usage().c_str(), stdout);
+    return status == 0 && !help;
 }
 
 }  // namespace
+
+int RunInfo(const std::vector<std::string>& args)
+{
+    InputOptions input;
+    int status;
+    if (!Begin([&](bool& help, std::string& e) { return ParseInfoOptions(args, input, help, e); }, InfoUsage, status))
+        return status;
+    std::string error;
+    Volume volume;
+    if (!LoadVolume(input, volume, error)) return ReportError(error);
+    const ValueStats stats = ComputeValueStats(volume);
+    const AxisMap map = MapAxes(volume.ijkToPatient);
+    std::printf("file:         %s\n", volume.source.c_str());
+    std::printf("format:       %s\n", volume.format.c_str());
+    std::printf("size:         %d x %d x %d voxels\n", volume.size[0], volume.size[1], volume.size[2]);
+    if (volume.frames > 1)
+        std::printf("volumes:      %lld (0 to %lld; this is volume %lld, --volume picks another)\n",
+                    static_cast<long long>(volume.frames), static_cast<long long>(volume.frames - 1),
+                    static_cast<long long>(volume.frame));
+    std::printf("voxel type:   %s (held as signed 16-bit: %s)\n", volume.fileType.c_str(), volume.storage.c_str());
+    std::printf("spacing:      %g x %g x %g mm\n", volume.spacing[0], volume.spacing[1], volume.spacing[2]);
+    if (stats.any)
+        std::printf("value range:  %g to %g", stats.min, stats.max);
+    else
+        std::printf("value range:  none (no voxel has a value)");
+    if (!volume.scale.IsIdentity()) {
+        const ValueScale& scale = volume.scale;
+        std::printf(" (stored value");
+        if (scale.slope != 1) std::printf(" x %g", scale.slope);
+        if (scale.intercept != 0) std::printf(" %c %g", scale.intercept < 0 ? '-' : '+', std::fabs(scale.intercept));
+        std::printf(")");
+    }
+    if (stats.noValue) std::printf("; NaN voxels left out");
+    std::printf("\norientation:  %s from %s: i towards %s, j towards %s, k towards %s\n", OrientationCode(map).c_str(),
+                volume.geometrySource.c_str(), kAxisWords[map.patientAxis[0]][map.sign[0] > 0],
+                kAxisWords[map.patientAxis[1]][map.sign[1] > 0], kAxisWords[map.patientAxis[2]][map.sign[2] > 0]);
+    const double tilt = TiltDegrees(volume.ijkToPatient);
+    if (tilt >= kTiltWorthMentioning)
+        std::printf(
+            "tilt:         the voxel axes are up to %.1f deg off the patient axes: standard planes follow\n"
+            "              the voxel axes; render --world follows the patient's\n",
+            tilt);
+    const char* planeOf[3] = {"sagittal", "coronal", "axial"};
+    std::printf("planes:       i = const is %s, j = const is %s, k = const is %s\n", planeOf[map.patientAxis[0]],
+                planeOf[map.patientAxis[1]], planeOf[map.patientAxis[2]]);
+    for (const std::string& note : volume.notes) std::printf("note:         %s\n", note.c_str());
+    return 0;
+}
 
 int ReportError(const std::string& message)
 {
@@ -84,107 +82,53 @@ int ReportError(const std::string& message)
     return 2;
 }
 
-bool SeriesFileName(const std::string& output, int index, std::string& name, std::string& error)
+void Note(bool quiet, const std::string& message)
 {
-    const std::size_t percent = output.find('%');
-    if (percent != std::string::npos) {
-        // Only one conversion, of the form %[0][width]d.
-        std::size_t i = percent + 1;
-        if (i < output.size() && output[i] == '0') ++i;
-        while (i < output.size() && std::isdigit(static_cast<unsigned char>(output[i]))) ++i;
-        if (i >= output.size() || output[i] != 'd' || output.find('%', i) != std::string::npos || i - percent > 4) {
-            error = "-o: a series pattern takes one %d (as in slice_%03d.png), got '" + output + "'";
-            return false;
-        }
-        char buffer[32];
-        std::snprintf(buffer, sizeof(buffer), output.substr(percent, i + 1 - percent).c_str(), index);
-        name = output.substr(0, percent) + buffer + output.substr(i + 1);
-        return true;
-    }
-    const std::size_t slash = output.rfind('/');
-    std::size_t dot = output.rfind('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = output.size();
-    char number[32];
-    std::snprintf(number, sizeof(number), "_%04d", index);
-    name = output.substr(0, dot) + number + output.substr(dot);
-    return true;
-}
-
-int RunInfo(const std::vector<std::string>& args)
-{
-    InputOptions input;
-    bool help = false;
-    std::string error;
-    if (!ParseInfoOptions(args, input, help, error)) return ReportError(error);
-    if (help) {
-        std::fputs(InfoUsage(), stdout);
-        return 0;
-    }
-    Volume volume;
-    if (!LoadVolume(input, volume, error, false)) return ReportError(error);
-    const Zel3DVector<int> size = volume.Size();
-    const Zel3DVector<float> sp = volume.Spacing();
-    const ValueStats stats = ComputeValueStats(volume);
-    const AxisMap map = MapAxes(volume.ijkToPatient);
-    const char* held = volume.image->GetVoxelType() == ZEL_VOXEL_UCHAR    ? "unsigned 8-bit"
-                       : volume.image->GetVoxelType() == ZEL_VOXEL_USHORT ? "unsigned 16-bit"
-                                                                          : "signed 16-bit";
-    std::printf("file:         %s\n", volume.source.c_str());
-    std::printf("format:       %s\n", volume.format.c_str());
-    std::printf("size:         %d x %d x %d voxels", size.x, size.y, size.z);
-    if (volume.frames > 1) std::printf(" (%lld volumes; the first is used)", volume.frames);
-    std::printf("\nvoxel type:   %s (held as %s)\n", volume.fileType.c_str(), held);
-    std::printf("spacing:      %g x %g x %g mm\n", sp.x, sp.y, sp.z);
-    std::printf("value range:  %g to %g", stats.min, stats.max);
-    if (volume.slope != 1.0 || volume.intercept != 0.0)
-        std::printf(" (stored value x %g + %g)", volume.slope, volume.intercept);
-    std::printf("\norientation:  %s from %s: i towards %s, j towards %s, k towards %s\n", OrientationCode(map).c_str(),
-                volume.orientationSource.c_str(), kAxisWords[map.patientAxis[0]][map.sign[0] > 0],
-                kAxisWords[map.patientAxis[1]][map.sign[1] > 0], kAxisWords[map.patientAxis[2]][map.sign[2] > 0]);
-    const char* planeOf[3] = {"sagittal", "coronal", "axial"};
-    std::printf("planes:       i = const is %s, j = const is %s, k = const is %s\n", planeOf[map.patientAxis[0]],
-                planeOf[map.patientAxis[1]], planeOf[map.patientAxis[2]]);
-    return 0;
+    if (!quiet) std::fprintf(stderr, "zelgen: note: %s\n", message.c_str());
 }
 
 int RunRender(const std::vector<std::string>& args)
 {
     RenderOptions options;
-    bool help = false;
+    int status;
+    if (!Begin([&](bool& help, std::string& e) { return ParseRenderOptions(args, options, help, e); }, RenderUsage,
+               status))
+        return status;
     std::string error;
-    if (!ParseRenderOptions(args, options, help, error)) return ReportError(error);
-    if (help) {
-        std::fputs(RenderUsage(), stdout);
-        return 0;
-    }
-    if (options.threads > 0) ZelCPUController::SetAvailableCPUNum(options.threads);
+    const RunOptions& run = options.run;
+    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
+
+    // Reading: the header first, so that the voxels go straight into the
+    // layout the planes prefer.
     Volume volume;
-    if (!LoadVolume(options.input, volume, error, options.quiet)) return ReportError(error);
+    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(options.input, error);
+    if (!reader || !reader->ReadHeader(volume, error)) return ReportError(error);
+    const OutputOptions& output = options.output;
+    const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
+    std::unique_ptr<PlaneChoice> planes = ChoosePlanes(volume, options.plane, cells, error);
+    if (!planes) return ReportError(error);
+    const bool tiled =
+        run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume) : run.layout == LayoutChoice::Tiled;
+    if (!reader->ReadVoxels(volume, tiled ? ZEL_ALIGNMENT_TILED : ZEL_ALIGNMENT_LINEAR, error))
+        return ReportError(error);
+
+    // The values: background, window.
     const ValueStats stats = ComputeValueStats(volume);
-    RenderPlan plan;
-    if (!PlanRender(volume, stats, options, plan, error)) return ReportError(error);
+    const short background = StoredBackground(volume, stats, options.plane);
+    FillNoValue(volume, background);
+    planes->SetBackground(background);
+    PictureRecipe recipe;
+    if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
 
-    // Oblique slabs are gathered from signed 16-bit voxels only.
-    Volume promoted;
-    const Volume* source = &volume;
-    if (plan.obliqueSlab && volume.image->GetVoxelType() != ZEL_VOXEL_SHORT) {
-        if (!PromoteToShort(volume, promoted)) return ReportError("not enough memory for the volume");
-        source = &promoted;
-        PlanDisplay(promoted, ComputeValueStats(promoted), options, plan.display);
-        plan.obliqueParam.backgroundValue =
-            RealToStored(promoted, options.haveBackground ? options.background : stats.min);
-    }
+    for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
+    if (!volume.exact || volume.hasNoValue) Note(run.quiet, volume.source + ": " + volume.storage);
+    if (volume.frames > 1)
+        Note(run.quiet, volume.source + " holds " + std::to_string(volume.frames) + " volumes; showing volume " +
+                            std::to_string(volume.frame) + " (--volume picks another)");
 
-    const int pictures = options.series ? (options.seriesLast - options.seriesFirst) / options.seriesStep + 1 : 1;
-    std::unique_ptr<ZelImageBase> tiled;
-    ZelImageBase* image = ChooseLayout(*source, plan, pictures, options.layout, tiled);
-    if (options.series) return RenderSeries(*source, image, options, plan);
-
-    ZelImageBuffer buffer;
-    if (!RenderPicture(image, plan, plan.slice, buffer, error)) return ReportError(error);
-    if (!WritePng(options.output, buffer, error)) return ReportError(error);
-    if (!options.quiet)
-        std::fprintf(stderr, "zelgen: wrote %s (%dx%d, %s, %s)\n", options.output.c_str(), plan.width, plan.height,
-                     plan.caption.c_str(), plan.display.caption.c_str());
+    const RenderJob job{volume.image.get(), *planes, recipe};
+    std::string summary;
+    if (!WritePictures(job, output, run, options.plane.series, summary, error)) return ReportError(error);
+    if (!run.quiet) std::fprintf(stderr, "zelgen: wrote %s\n", summary.c_str());
     return 0;
 }

@@ -1,5 +1,8 @@
 // The commands of zelgen. Each returns the exit status: 0 done, 2 bad input
 // or options (after one "zelgen: error: ..." line on standard error).
+//
+// Every command runs the same stages (readers.h -> volume.h -> planes.h ->
+// picture.h -> output.h); a command only chooses its options and wires them.
 #pragma once
 
 #include <string>
@@ -11,7 +14,5 @@ int RunDemo(const std::vector<std::string>& args);
 
 // Prints the error line and returns the status for bad input.
 int ReportError(const std::string& message);
-
-// File name of picture `index` of a series: a printf pattern ("%03d") in
-// `output` is filled in, otherwise "_NNNN" goes before the extension.
-bool SeriesFileName(const std::string& output, int index, std::string& name, std::string& error);
+// Prints a note on standard error unless quiet.
+void Note(bool quiet, const std::string& message);

@@ -6,9 +6,10 @@
 #include <system_error>
 
 #include "commands.h"
-#include "contact_sheet.h"
+#include "output.h"
 #include "png_writer.h"
-#include "render.h"
+#include "readers.h"
+#include "sheet.h"
 
 namespace {
 
@@ -83,12 +84,12 @@ int RunDemo(const std::vector<std::string>& args)
     input.phantom = true;
     Volume volume;
     std::string error;
-    if (!LoadVolume(input, volume, error, true)) return ReportError(error);
+    if (!LoadVolume(input, volume, error)) return ReportError(error);
     const ValueStats stats = ComputeValueStats(volume);
 
     const std::vector<GalleryItem>& items = Gallery();
     const int columns = 4, cell = 224;
-    ContactSheet sheet(columns, static_cast<int>((items.size() + columns - 1) / columns), cell, cell);
+    Sheet sheet(columns, static_cast<int>((items.size() + columns - 1) / columns), cell, cell, 4, true, 1);
     if (!sheet.Create()) return ReportError("not enough memory for the contact sheet");
 
     std::string figures;
@@ -103,11 +104,14 @@ int RunDemo(const std::vector<std::string>& args)
                 arguments.insert(arguments.end(), {"--size", std::to_string(cell) + "x" + std::to_string(cell)});
             RenderOptions options;
             bool help = false;
-            RenderPlan plan;
+            std::unique_ptr<PlaneChoice> planes;
+            PictureRecipe recipe;
             ZelImageBuffer buffer;
-            if (!ParseRenderOptions(arguments, options, help, error) ||
-                !PlanRender(volume, stats, options, plan, error) ||
-                !RenderPicture(volume.image.get(), plan, plan.slice, buffer, error))
+            const bool ok = ParseRenderOptions(arguments, options, help, error) &&
+                            (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
+                            PlanDisplay(volume, stats, options.picture, recipe.display, error);
+            if (ok) planes->SetBackground(StoredBackground(volume, stats, options.plane));
+            if (!ok || !RenderPicture(RenderJob{volume.image.get(), *planes, recipe}, 0, buffer, error))
                 return ReportError(std::string(item.file) + ": " + error);
             if (pass == 1) {
                 sheet.Place(static_cast<int>(i), buffer, item.title);
@@ -115,8 +119,8 @@ int RunDemo(const std::vector<std::string>& args)
             }
             if (!WritePng(path, buffer, error)) return ReportError(error);
             figures += "<figure><img src=\"" + std::string(item.file) + "\" alt=\"" + HtmlEscape(item.title) +
-                       "\"><figcaption><b>" + HtmlEscape(item.title) + "</b><br>" + HtmlEscape(plan.caption) + ", " +
-                       HtmlEscape(plan.display.caption) + "<br><code>" + HtmlEscape(CommandLine(item)) +
+                       "\"><figcaption><b>" + HtmlEscape(item.title) + "</b><br>" + HtmlEscape(planes->Caption(0)) +
+                       ", " + HtmlEscape(recipe.display.caption) + "<br><code>" + HtmlEscape(CommandLine(item)) +
                        "</code></figcaption></figure>\n";
         }
     }

@@ -18,6 +18,10 @@ int main(int argc, char** argv)
         std::fputs(MainUsage(), stdout);
         return 0;
     }
+    if (command == "--version" || command == "version") {
+        std::fputs(VersionText(), stdout);
+        return 0;
+    }
     if (command == "info") return RunInfo(args);
     if (command == "render") return RunRender(args);
     if (command == "demo") return RunDemo(args);

@@ -1,41 +1,44 @@
-// Command-line options of zelgen: the parsed form of `render`, `info` and
-// `demo` arguments, and the strict number parsers they use.
-//
-// Every parser returns false with a message in `error` (without the
-// "zelgen: error: " prefix) and never throws; nothing is half-applied that a
-// caller would act on, since a failed parse ends the program.
+// The options of zelgen, one structure per stage of the pipeline:
+//   reading (InputOptions) -> plane choice (PlaneOptions) -> picture
+//   (PictureOptions) -> output (OutputOptions), with RunOptions for how the
+//   work is done. Each stage declares its rules in its own options_*.cpp;
+//   commands assemble the groups of the stages they run.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
+
+#include "cli.h"
+#include "voxel_import.h"
 
 enum class PlaneKind { Axial, Coronal, Sagittal };
 enum class SlabMode { Average, Maximum, Minimum };
 enum class DisplayMode { Window, Gamma, Sigmoid, Threshold };
+enum class WindowKind { Automatic, Values, Percentiles, MinMax };
 enum class LayoutChoice { Auto, Linear, Tiled };
-enum class RawType { Int16, Uint16, Uint8 };
 
 // Where the volume comes from.
 struct InputOptions {
     std::string path;  // empty with --phantom
     bool phantom = false;
-    // Raw volumes: all three of size and type are needed; spacing defaults to 1 mm.
+    // Raw volumes: size and type are both needed; spacing defaults to 1 mm.
     bool raw = false;
     int rawSize[3] = {0, 0, 0};
-    RawType rawType = RawType::Int16;
+    SampleType rawType = SampleType::Int16;
     bool haveRawType = false;
     double spacing[3] = {1.0, 1.0, 1.0};
     bool haveSpacing = false;
-    long long rawOffset = 0;  // bytes to skip before the voxels
+    long long rawOffset = 0;    // bytes to skip before the voxels
+    long long volumeIndex = 0;  // --volume: which 3-D volume of a 4-D file
+    bool haveVolumeIndex = false;
 };
 
-struct RenderOptions {
-    InputOptions input;
-    std::string output;
-
+// Which planes of the volume the pictures show, and at what size.
+struct PlaneOptions {
     PlaneKind plane = PlaneKind::Axial;
     bool haveSlice = false;
-    double slice = 0;  // voxel index along the plane's normal
+    long long slice = 0;  // voxel index along the plane's normal
     bool havePosition = false;
     double positionMm = 0;  // patient coordinate along the plane's normal axis
     bool haveCenter = false;
@@ -48,39 +51,77 @@ struct RenderOptions {
     bool haveBackground = false;
     double background = 0;  // real (scaled) value
 
-    // Oblique planes: tilt about the picture's horizontal and vertical axes, or a normal.
+    // Oblique planes: tilt about the picture's horizontal and vertical axes,
+    // a normal, or the patient's own axes for a tilted acquisition.
     bool haveTilt = false;
     double tilt[2] = {0, 0};  // degrees
     bool haveNormal = false;
     double normal[3] = {0, 0, 0};  // patient axes: x right, y anterior, z superior
+    bool world = false;
 
     double slabMm = 0;
     SlabMode slabMode = SlabMode::Average;
 
-    DisplayMode display = DisplayMode::Window;
-    bool haveWindow = false;
-    double windowWidth = 0;
-    double windowCentre = 0;
-    std::string windowName;  // preset picked, or the automatic choice
-    bool invert = false;
-    double gamma = 1.0;
-    double threshold = 0;
-
     int width = 0;  // 0 = from the plane's extent
     int height = 0;
-    bool rgb = false;
 
-    bool series = false;
+    bool series = false;  // --slices
     int seriesFirst = 0;
     int seriesLast = 0;
     int seriesStep = 1;
 
+    bool IsOblique() const { return haveTilt || haveNormal || world; }
+};
+
+// How slice values become display pixels.
+struct PictureOptions {
+    DisplayMode display = DisplayMode::Window;
+    WindowKind window = WindowKind::Automatic;
+    double windowWidth = 0;  // WindowKind::Values, in the data's real units
+    double windowCentre = 0;
+    double percentLow = 0;  // WindowKind::Percentiles
+    double percentHigh = 0;
+    std::string windowName;  // preset picked
+    bool invert = false;
+    double gamma = 1.0;
+    double threshold = 0;
+    bool rgb = false;
+};
+
+// Where the pictures go.
+struct OutputOptions {
+    std::string path;
+    bool mosaic = false;  // all pictures in one, as a grid
+    int mosaicColumns = 0;
+    int mosaicRows = 0;
+};
+
+// How the work is done.
+struct RunOptions {
     LayoutChoice layout = LayoutChoice::Auto;
     int threads = 0;  // 0 = every core
     bool quiet = false;
-
-    bool IsOblique() const { return haveTilt || haveNormal; }
 };
+
+struct RenderOptions {
+    InputOptions input;
+    PlaneOptions plane;
+    PictureOptions picture;
+    OutputOptions output;
+    RunOptions run;
+};
+
+// The option groups of each stage; the rules write into the given structure.
+OptionGroup InputOptionGroup(InputOptions& input);
+std::vector<OptionGroup> PlaneOptionGroups(PlaneOptions& plane);
+OptionGroup PictureOptionGroup(PictureOptions& picture);
+OptionGroup OutputOptionGroup(OutputOptions& output);
+OptionGroup RunOptionGroup(RunOptions& run);
+
+// Checks within one stage, after parsing. `positional` is the input file.
+bool CheckInputOptions(InputOptions& input, const std::string& positional, std::string& error);
+bool CheckPlaneOptions(const PlaneOptions& plane, std::string& error);
+bool CheckPictureOptions(const PictureOptions& picture, std::string& error);
 
 struct WindowPreset {
     const char* name;
@@ -91,23 +132,16 @@ struct WindowPreset {
 const std::vector<WindowPreset>& WindowPresets();
 const WindowPreset* FindWindowPreset(const std::string& name);
 
-// Strict number parsing: the whole text must be the number, finite, and
-// inside [lo, hi].
-bool ParseDouble(const std::string& text, double lo, double hi, double& value, std::string& error, const char* what);
-bool ParseInt(const std::string& text, long long lo, long long hi, long long& value, std::string& error,
-              const char* what);
-// "a,b,c" with exactly `count` numbers.
-bool ParseDoubleList(const std::string& text, int count, double lo, double hi, double* values, std::string& error,
-                     const char* what);
-
-// `args` are the arguments after the command word. Input options are shared
-// by `render` and `info`. helpAsked is set (and true returned) for --help.
+// `args` are the arguments after the command word. helpAsked is set (and
+// true returned) for --help.
 bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& options, bool& helpAsked,
                         std::string& error);
 bool ParseInfoOptions(const std::vector<std::string>& args, InputOptions& input, bool& helpAsked, std::string& error);
 
 // Help texts.
 const char* MainUsage();
-const char* RenderUsage();
-const char* InfoUsage();
+std::string RenderUsage();
+const char* RenderNotes();  // the conventions, after the options
+std::string InfoUsage();
 const char* DemoUsage();
+const char* VersionText();

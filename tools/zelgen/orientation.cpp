@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "ZelMPRImageGenerator.h"
+
 namespace {
 
 const double kPi = 3.14159265358979323846;
@@ -11,19 +13,6 @@ Vec3 Axis(int a, double sign)
     Vec3 v{{0, 0, 0}};
     v[a] = sign;
     return v;
-}
-
-// Rotation of v about the unit axis u by theta, right-handed (Rodrigues).
-Vec3 Rotate(const Vec3& v, const Vec3& u, double theta)
-{
-    const double c = std::cos(theta), s = std::sin(theta);
-    return c * v + s * Cross(u, v) + (Dot(u, v) * (1 - c)) * u;
-}
-
-double Snap(double x)
-{
-    // The generator's thresholds: 0.5 snaps up, -0.5 does not snap down.
-    return x >= 0.5 ? 1.0 : x < -0.5 ? -1.0 : 0.0;
 }
 
 double Distance2(const Frame& a, const Frame& b)
@@ -115,10 +104,9 @@ Frame SnappedFrame(PlaneKind kind, const AxisMap& map)
     return Frame{snap(patient.right), snap(patient.down)};
 }
 
-Vec3 PatientToNormalised(const Volume& volume, const Vec3& patient)
+Vec3 PatientToIndex(const Volume& volume, const Vec3& patient)
 {
-    // Solve M * index = patient for the 3x3 part of the transform, then
-    // scale index units to normalised units.
+    // Solve M * index = patient for the 3x3 part of the transform (Cramer).
     const auto& m = volume.ijkToPatient;
     const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
                        m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
@@ -135,8 +123,13 @@ Vec3 PatientToNormalised(const Volume& volume, const Vec3& patient)
                 det;
         }
     }
-    const Zel3DVector<float> s = volume.Spacing();
-    const double spacing[3] = {s.x, s.y, s.z};
+    return index;
+}
+
+Vec3 PatientToNormalised(const Volume& volume, const Vec3& patient)
+{
+    Vec3 index = PatientToIndex(volume, patient);
+    const double* spacing = volume.spacing;
     const double finest = std::fmin(spacing[0], std::fmin(spacing[1], spacing[2]));
     for (int a = 0; a < 3; ++a) index[a] *= spacing[a] / finest;
     return Normalised(index);
@@ -164,24 +157,28 @@ Frame TurnAndFlip(const Frame& frame, double degrees, bool flipH, bool flipV)
 
 Frame MprFrame(int plane, int rotation, double angle, bool flipH, bool flipV)
 {
-    static const int kRight[3] = {1, 0, 0}, kDown[3] = {2, 2, 1};
-    const Vec3 normals[3] = {Axis(0, 1), Axis(1, -1), Axis(2, 1)};
-    Frame f{Axis(kRight[plane], 1), Axis(kDown[plane], 1)};
-    double theta = 0;
-    if (rotation >= 1 && rotation <= 3) theta = rotation * kPi / 2;
-    if (rotation == 4) theta = angle;
-    if (theta != 0) {
-        f.right = Rotate(f.right, normals[plane], theta);
-        f.down = Rotate(f.down, normals[plane], theta);
-    }
-    if (flipH) f.right = -1.0 * f.right;
-    if (flipV) f.down = -1.0 * f.down;
-    if (rotation != 4)
-        for (int i = 0; i < 3; ++i) {
-            f.right[i] = Snap(f.right[i]);
-            f.down[i] = Snap(f.down[i]);
-        }
-    return f;
+    // The generator is asked where one pixel right and one pixel down land,
+    // on a one-voxel volume of unit spacing: its frame (rotation, flips and
+    // the snapping of right angles) is its own, and ours must agree with it.
+    struct UnitVolume {
+        ZelImage<short> image;
+        UnitVolume() { image.Allocate(ZEL_ALIGNMENT_LINEAR, 1, 1, 1); }
+    };
+    static UnitVolume unit;
+    ZelMPRImageGenerator generator;
+    generator.SetImage(&unit.image);
+    ZelMPRImageGeneratorParam param;
+    param.plane = plane;
+    param.rotation = rotation;
+    param.rotationAngle = static_cast<float>(angle);
+    param.flipHorizontal = flipH;
+    param.flipVertical = flipV;
+    Zel3DVector<float> origin, right, down;
+    generator.DisplayToVoxel(3, 3, {1, 1}, origin, param);
+    generator.DisplayToVoxel(3, 3, {2, 1}, right, param);
+    generator.DisplayToVoxel(3, 3, {1, 2}, down, param);
+    return Frame{Vec3{{right.x - origin.x, right.y - origin.y, right.z - origin.z}},
+                 Vec3{{down.x - origin.x, down.y - origin.y, down.z - origin.z}}};
 }
 
 MprOrientation SolveMprOrientation(int plane, const Frame& target)

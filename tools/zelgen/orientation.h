@@ -43,15 +43,17 @@ Frame PatientFrame(PlaneKind kind);
 // (what an axis-aligned MPR picture can show).
 Frame SnappedFrame(PlaneKind kind, const AxisMap& map);
 
+// A patient-space direction in voxel index units (the inverse of the
+// transform's 3x3 part; zero for a singular transform).
+Vec3 PatientToIndex(const Volume& volume, const Vec3& patient);
 // A patient-space direction in normalised voxel space (unit length).
 Vec3 PatientToNormalised(const Volume& volume, const Vec3& patient);
 
 // The picture turned clockwise by `degrees` on screen, then mirrored.
 Frame TurnAndFlip(const Frame& frame, double degrees, bool flipH, bool flipV);
 
-// Frame of the MPR generator for the given parameter values (the plane
-// table, the right-hand rotation about the plane normal, flips, and the
-// snapping of right-angle rotations).
+// Frame of the MPR generator for the given parameter values, as the
+// generator itself reports it (DisplayToVoxel).
 Frame MprFrame(int plane, int rotation, double angle, bool flipH, bool flipV);
 
 struct MprOrientation {

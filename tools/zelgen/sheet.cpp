@@ -1,11 +1,9 @@
-#include "contact_sheet.h"
+#include "sheet.h"
 
 #include <cctype>
 #include <cstring>
 
 namespace {
-
-const int kGap = 4;  // pixels between cells
 
 struct Glyph {
     char c;
@@ -48,26 +46,34 @@ const Glyph* FindGlyph(char c)
 
 }  // namespace
 
-ContactSheet::ContactSheet(int columns, int rows, int cellWidth, int cellHeight)
-    : m_columns(columns), m_rows(rows), m_cellWidth(cellWidth), m_cellHeight(cellHeight)
+Sheet::Sheet(int columns, int rows, int cellWidth, int cellHeight, int gap, bool captions, int depth)
+    : m_columns(columns),
+      m_rows(rows),
+      m_cellWidth(cellWidth),
+      m_cellHeight(cellHeight),
+      m_gap(gap),
+      m_captionHeight(captions ? kCaptionHeight : 0),
+      m_depth(depth)
 {
 }
 
-bool ContactSheet::Create()
+bool Sheet::Create()
 {
-    const int width = m_columns * (m_cellWidth + kGap) + kGap;
-    const int height = m_rows * (m_cellHeight + kCaptionHeight + kGap) + kGap;
-    if (!m_buffer.CreateImage(width, height, 1)) return false;
+    const long long width = static_cast<long long>(m_columns) * (m_cellWidth + m_gap) + m_gap;
+    const long long height = static_cast<long long>(m_rows) * (m_cellHeight + m_captionHeight + m_gap) + m_gap;
+    // At most 256 MB of pixels, whatever the grid asked for.
+    if (width > 32768 || height > 32768 || width * height * m_depth > (1LL << 28)) return false;
+    if (!m_buffer.CreateImage(static_cast<int>(width), static_cast<int>(height), m_depth)) return false;
     m_buffer.ZeroClear();
     return true;
 }
 
-int ContactSheet::TextWidth(const std::string& text)
+int Sheet::TextWidth(const std::string& text)
 {
     return static_cast<int>(text.size()) * 6;
 }
 
-void ContactSheet::DrawText(int x0, int y0, const std::string& text)
+void Sheet::DrawText(int x0, int y0, const std::string& text)
 {
     unsigned char* data = m_buffer.GetDataPtr();
     const int stride = m_buffer.GetSizePerLine();
@@ -79,17 +85,17 @@ void ContactSheet::DrawText(int x0, int y0, const std::string& text)
                     const int px = x + col, py = y0 + row;
                     if ((g->rows[row] >> (4 - col)) & 1 && px >= 0 && px < m_buffer.GetWidth() && py >= 0 &&
                         py < m_buffer.GetHeight())
-                        data[py * stride + px] = 230;
+                        std::memset(data + py * stride + px * m_depth, 230, static_cast<std::size_t>(m_depth));
                 }
         x += 6;
     }
 }
 
-void ContactSheet::Place(int index, const ZelImageBuffer& picture, const std::string& caption)
+void Sheet::Place(int index, const ZelImageBuffer& picture, const std::string& caption)
 {
     const int column = index % m_columns, row = index / m_columns;
-    const int cellX = kGap + column * (m_cellWidth + kGap);
-    const int cellY = kGap + row * (m_cellHeight + kCaptionHeight + kGap);
+    const int cellX = m_gap + column * (m_cellWidth + m_gap);
+    const int cellY = m_gap + row * (m_cellHeight + m_captionHeight + m_gap);
     const int w = picture.GetWidth() < m_cellWidth ? picture.GetWidth() : m_cellWidth;
     const int h = picture.GetHeight() < m_cellHeight ? picture.GetHeight() : m_cellHeight;
     const int x0 = cellX + (m_cellWidth - w) / 2, y0 = cellY + (m_cellHeight - h) / 2;
@@ -98,13 +104,16 @@ void ContactSheet::Place(int index, const ZelImageBuffer& picture, const std::st
     const int stride = m_buffer.GetSizePerLine();
     for (int y = 0; y < h; ++y) {
         const unsigned char* in = picture.GetDataPtr() + y * picture.GetSizePerLine();
-        unsigned char* out = data + (y0 + y) * stride + x0;
-        if (depth == 1) {
-            std::memcpy(out, in, static_cast<std::size_t>(w));
-        } else {
+        unsigned char* out = data + (y0 + y) * stride + x0 * m_depth;
+        if (depth == m_depth) {
+            std::memcpy(out, in, static_cast<std::size_t>(w * depth));
+        } else if (m_depth == 1) {
             for (int x = 0; x < w; ++x) out[x] = in[x * depth + 1];  // green stands for grey
+        } else {
+            for (int x = 0; x < w; ++x) std::memset(out + x * m_depth, in[x], static_cast<std::size_t>(m_depth));
         }
     }
+    if (m_captionHeight == 0 || caption.empty()) return;
     std::string text = caption;
     const int room = m_cellWidth / 6;
     if (static_cast<int>(text.size()) > room) text = text.substr(0, static_cast<std::size_t>(room));
