@@ -186,34 +186,20 @@ ZelImageBase* StackedSlice(const ZelImageBase& volume, ZelMPRImageGeneratorParam
 {
     const Zel3DVector<int> size = volume.GetImageSize();
     const Zel3DVector<float> scale = volume.GetImageScale();
+    if (param.plane < ZEL_MPR_PLANE_YZ || param.plane > ZEL_MPR_PLANE_XY) return nullptr;
+    // The volume axes along the output's x and y and along the normal of
+    // each unrotated plane.
+    static const int kAxes[3][3] = {{1, 2, 0}, {0, 2, 1}, {0, 1, 2}};
+    const int* axes = kAxes[param.plane];
+    const int sizes[3] = {size.x, size.y, size.z};
+    const float scales[3] = {scale.x, scale.y, scale.z};
+    const int slices[3] = {param.slicePosition.x, param.slicePosition.y, param.slicePosition.z};
     Slab slab{};
-    int slice = 0, limit = 0;
-    Zel3DVector<float> outScale{};
-    switch (param.plane) {
-    case ZEL_MPR_PLANE_YZ:
-        slice = param.slicePosition.x;
-        slab.width = size.y;
-        slab.height = size.z;
-        limit = size.x;
-        outScale = {scale.y, scale.z, scale.x};
-        break;
-    case ZEL_MPR_PLANE_XZ:
-        slice = param.slicePosition.y;
-        slab.width = size.x;
-        slab.height = size.z;
-        limit = size.y;
-        outScale = {scale.x, scale.z, scale.y};
-        break;
-    case ZEL_MPR_PLANE_XY:
-        slice = param.slicePosition.z;
-        slab.width = size.x;
-        slab.height = size.y;
-        limit = size.z;
-        outScale = scale;
-        break;
-    default: return nullptr;
-    }
     slab.plane = param.plane;
+    slab.width = sizes[axes[0]];
+    slab.height = sizes[axes[1]];
+    const int slice = slices[axes[2]], limit = sizes[axes[2]];
+    const Zel3DVector<float> outScale{scales[axes[0]], scales[axes[1]], scales[axes[2]]};
 
     // The new image is a plane-2 view of a one-slice volume.
     if (param.plane == ZEL_MPR_PLANE_YZ) {

@@ -44,13 +44,25 @@ bool ZelObliqueImageGenerator::GenerateImage(ZelImageBase* image, const ZelObliq
     return true;
 }
 
+namespace {
+
+// The frame of a thin plane of a width x height output; false without a
+// volume or with a spacing that is not positive and finite.
+bool MappingFrame(const ZelImageBase* volume, int width, int height, const ZelObliqueImageGeneratorParam& param,
+                  ZelPlaneFrame<float>& frame)
+{
+    float m;
+    return volume != nullptr && zel_oblique::ObliqueFrame(*volume, param, width, height, 0.0f, frame, m);
+}
+
+}  // namespace
+
 bool ZelObliqueImageGenerator::DisplayToVoxel(int width, int height, const Zel2DVector<float>& display,
                                               Zel3DVector<float>& voxel,
                                               const ZelObliqueImageGeneratorParam& param) const
 {
     ZelPlaneFrame<float> frame;
-    float m;
-    if (m_image == nullptr || !zel_oblique::ObliqueFrame(*m_image, param, width, height, 0.0f, frame, m)) return false;
+    if (!MappingFrame(m_image, width, height, param, frame)) return false;
     voxel = frame.DisplayToVoxel(width, height, display);
     return ZelInsideVolume(voxel, *m_image);
 }
@@ -60,8 +72,7 @@ bool ZelObliqueImageGenerator::VoxelToDisplay(int width, int height, const Zel3D
                                               const ZelObliqueImageGeneratorParam& param) const
 {
     ZelPlaneFrame<float> frame;
-    float m;
-    if (m_image == nullptr || !zel_oblique::ObliqueFrame(*m_image, param, width, height, 0.0f, frame, m)) return false;
+    if (!MappingFrame(m_image, width, height, param, frame)) return false;
     display = frame.VoxelToDisplay(width, height, voxel);
     return ZelInsideDisplay(display, width, height);
 }
@@ -71,8 +82,7 @@ bool ZelObliqueImageGenerator::VoxelToDisplay(int width, int height, const std::
                                               const ZelObliqueImageGeneratorParam& param) const
 {
     ZelPlaneFrame<float> frame;
-    float m;
-    if (m_image == nullptr || !zel_oblique::ObliqueFrame(*m_image, param, width, height, 0.0f, frame, m)) return false;
+    if (!MappingFrame(m_image, width, height, param, frame)) return false;
     displays.resize(voxels.size());
     for (std::size_t i = 0; i < voxels.size(); ++i) displays[i] = frame.VoxelToDisplay(width, height, voxels[i]);
     return true;
