@@ -1,0 +1,120 @@
+// Image blits and effects: the source-to-target table for every source depth
+// and palette on both target depths, partial and clipped copies, the scaled
+// mapping (nearest and bilinear), and Monochrome / MakeTransparent.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "draw_test_helpers.h"
+
+TEST(DrawBlit, SourcePixelRules)
+{
+    // Palette entries as stored bytes: blue, green, red, alpha.
+    std::vector<ZelRGBABase<unsigned char>> palette(3);
+    palette[0] = {10, 20, 30, 255};
+    palette[1] = {200, 100, 50, 0};
+    palette[2] = {255, 255, 255, 128};
+    struct Row {
+        int sourceDepth;
+        bool palette;
+        int targetDepth;
+        std::vector<unsigned char> source;  // one pixel, then padding bytes for the look-ahead
+        std::uint32_t before, after;
+    } rows[] = {
+        {1, false, 3, {77}, 0x123456, 0x4D4D4D},
+        {1, false, 4, {77}, 0x00123456, 0xFF4D4D4D},
+        {1, true, 3, {0}, 0x123456, 0x1E140A},
+        {1, true, 4, {0}, 0x00123456, 0xFF1E140A},
+        {1, true, 4, {1}, 0x40123456, 0x40123456},  // alpha 0: untouched
+        {1, true, 3, {2}, 0x000000, 0x808080},
+        // Depth 4 with a half-transparent entry: the colour weight comes from
+        // the source byte three pixels on (here 255, so no destination).
+        {1, true, 4, {2, 0, 0, 255}, 0x00FFFFFF, 0x80808080},
+        {3, false, 4, {1, 2, 3}, 0x00000000, 0xFF030201},
+        {4, false, 3, {0, 0, 255, 128}, 0x0000FF, 0x80007F},
+        {4, false, 4, {9, 9, 9, 0}, 0x11223344, 0x11223344},
+        {4, false, 4, {9, 8, 7, 255}, 0x11223344, 0xFF070809},
+        {4, false, 4, {255, 255, 255, 128}, 0x00000000, 0x80808080},
+    };
+    for (const Row& r : rows) {
+        DrawCanvas c(1, 1, r.targetDepth);
+        c.Set(0, 0, r.before);
+        if (r.palette) c.engine.SetImageColorPalette(palette.data(), 3);
+        const int width = static_cast<int>(r.source.size()) / r.sourceDepth;
+        c.engine.DrawPartialImage(0, 0, 0, 0, 1, 1, r.source.data(), width, 1, r.sourceDepth, 0);
+        EXPECT_EQ(c.Get(0, 0), r.after) << "source depth " << r.sourceDepth << " target " << r.targetDepth << " "
+                                        << std::hex << r.after;
+    }
+}
+
+TEST(DrawBlit, PartialAndClippedCopies)
+{
+    std::vector<unsigned char> grey(10 * 4);
+    for (std::size_t i = 0; i < grey.size(); ++i) grey[i] = static_cast<unsigned char>(i + 1);
+    DrawCanvas c(8, 8);
+    // A block reaching past the source draws nothing at all.
+    c.engine.DrawPartialImage(0, 0, 6, 0, 5, 2, grey.data(), 10, 4, 1, 10);
+    EXPECT_TRUE(c.Drawn().empty());
+    // Cut on the left: x = -5 starts at source column srcX + 5.
+    c.engine.DrawPartialImage(-5, 0, 1, 1, 8, 2, grey.data(), 10, 4, 1, 0);
+    EXPECT_EQ(c.Get(0, 0) & 0xFF, grey[1 * 10 + 6]);
+    EXPECT_EQ(c.Get(2, 1) & 0xFF, grey[2 * 10 + 8]);
+    EXPECT_EQ(c.Get(3, 0), 0u);
+}
+
+TEST(DrawBlit, ScaledMappingIsCornerAligned)
+{
+    const unsigned char two[2 * 3] = {0, 0, 0, 200, 100, 50};
+    DrawCanvas c(3, 1, 3);
+    c.engine.DrawScaledImage(0, 0, 3, 1, two, 2, 1, 3, 0);
+    // The middle pixel has fx = 128 between the two.
+    EXPECT_EQ(c.Get(0, 0), 0x000000u);
+    EXPECT_EQ(c.Get(1, 0), 0x193264u);
+    EXPECT_EQ(c.Get(2, 0), 0x3264C8u);
+    c.engine.SetBilinearFilter(false);
+    c.engine.DrawScaledImage(0, 0, 3, 1, two, 2, 1, 3, 0);
+    EXPECT_EQ(c.Get(1, 0), 0x000000u);
+
+    // Enlarging by whole steps of the corner mapping keeps the sources on
+    // their grid; a 1 x 1 block is a filled rectangle of its colour.
+    std::vector<unsigned char> src(5 * 5 * 4);
+    for (std::size_t i = 0; i < src.size(); ++i) src[i] = static_cast<unsigned char>(i * 37 | 3);
+    for (bool bilinear : {true, false}) {
+        DrawCanvas s(9, 9);
+        s.engine.SetBilinearFilter(bilinear);
+        s.engine.DrawScaledImage(0, 0, 9, 9, src.data(), 5, 5, 4, 0);
+        for (int j = 0; j < 5; ++j) {
+            for (int i = 0; i < 5; ++i) {
+                DrawCanvas one(1, 1);
+                one.engine.DrawImage(0, 0, src.data() + 4 * (j * 5 + i), 1, 1, 4, 0);
+                EXPECT_EQ(s.Get(2 * i, 2 * j), one.Get(0, 0));
+            }
+        }
+    }
+    DrawCanvas fill(6, 6);
+    const unsigned char red[3] = {0, 0, 255};
+    fill.engine.DrawScaledImage(1, 1, 4, 3, red, 1, 1, 3, 0);
+    EXPECT_EQ(fill.Drawn().size(), 12u);
+    EXPECT_EQ(fill.Get(4, 3), 0xFFFF0000u);
+}
+
+TEST(DrawBlit, MonochromeAndTransparency)
+{
+    struct Row {
+        float factor;
+        std::uint32_t before, mono, transparent;
+    } rows[] = {
+        {1.0f, 0xFFFF0000, 0xFF4C4C4C, 0xFFFF0000}, {2.0f, 0xFFFF0000, 0xFF4C4C4C, 0xFFFF0000},
+        {0.5f, 0xFFFF0000, 0xFF262626, 0x7FFF0000}, {0.0f, 0x80FFFFFF, 0x80000000, 0x00FFFFFF},
+        {-1.f, 0x80FFFFFF, 0x80000000, 0x00FFFFFF},
+    };
+    for (const Row& r : rows) {
+        DrawCanvas m(2, 1), t(2, 1);
+        m.Set(1, 0, r.before);
+        t.Set(1, 0, r.before);
+        m.engine.Monochrome(r.factor);
+        t.engine.MakeTransparent(r.factor);
+        EXPECT_EQ(m.Get(1, 0), r.mono) << r.factor;
+        EXPECT_EQ(t.Get(1, 0), r.transparent) << r.factor;
+    }
+}
