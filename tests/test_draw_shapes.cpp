@@ -177,6 +177,27 @@ TEST(DrawShapes, DashedWideCircleEqualsItsChainOfLines)
     }
 }
 
+// A counter-clockwise arc walks the chain backwards: the same as its lines
+// drawn from the start angle on, with the far ones skipped.
+TEST(DrawShapes, DashedArcEqualsItsLinesInSweepOrder)
+{
+    for (int d : {41, 3001}) {
+        DrawCanvas c(50, 50), lines(50, 50);
+        for (ZelImageDrawEngine* e : {&c.engine, &lines.engine}) {
+            e->SetPenDash(true);
+            e->SetPenWidth(2);
+        }
+        const int cx = d > 100 ? -1480 : 24, cy = 45;
+        c.engine.DrawArc(cx, cy, d, 0, 90);
+        const std::vector<Pixel> q = QuadrantPoints(d);
+        for (std::size_t i = 0; i + 1 < q.size(); ++i) {
+            lines.engine.DrawLine(cx + q[i].first, cy - q[i].second, cx + q[i + 1].first, cy - q[i + 1].second, false);
+        }
+        ASSERT_EQ(c.Drawn(), lines.Drawn()) << d;
+        ASSERT_EQ(c.engine.GetPenDashOffset(), lines.engine.GetPenDashOffset()) << d;
+    }
+}
+
 TEST(DrawShapes, ArcsAndPies)
 {
     DrawCanvas full(60, 60), circle(60, 60);

@@ -3,6 +3,8 @@
 // so the visible stretch of an arm is found by binary search.
 #include <algorithm>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "draw/circle_points.h"
 #include "draw/draw_lines.h"
@@ -14,29 +16,50 @@ namespace {
 constexpr double kDegrees = 180.0 / 3.14159265358979323846;
 constexpr double kAngleSlack = 1e-7;  // points exactly on a bounding angle belong to the arc
 
-// Arm points [begin, end) whose position lies inside the clip grown by
-// `margin` pixels.
-void VisibleArmRange(const CircleChain& chain, int arm, const Target& t, I64 margin, I64& begin, I64& end)
+// Arm points [begin, end) with x in [x0, x1] and y in [y0, y1].
+void ArmRange(const CircleChain& chain, int arm, I64 x0, I64 x1, I64 y0, I64 y1, I64& begin, I64& end)
 {
     I64 cx, cy;
     int sx, sy;
     chain.Arm(arm, cx, cy, sx, sy);
     const CircleQuadrant& q = chain.Quadrant();
-    const auto xAt = [&](I64 i) {
+    const auto at = [&](I64 i, bool x) {
         I64 dx, dy;
         q.Point(chain.QuadrantIndex(arm, i), dx, dy);
-        return cx + sx * dx;
-    };
-    const auto yAt = [&](I64 i) {
-        I64 dx, dy;
-        q.Point(chain.QuadrantIndex(arm, i), dx, dy);
-        return cy + sy * dy;
+        return x ? cx + sx * dx : cy + sy * dy;
     };
     I64 b0, e0, b1, e1;
-    MonotoneRange(chain.PerArm(), xAt, t.left - margin, t.right + margin, b0, e0);
-    MonotoneRange(chain.PerArm(), yAt, t.top - margin, t.bottom + margin, b1, e1);
+    MonotoneRange(
+        chain.PerArm(), [&](I64 i) { return at(i, true); }, x0, x1, b0, e0);
+    MonotoneRange(
+        chain.PerArm(), [&](I64 i) { return at(i, false); }, y0, y1, b1, e1);
     begin = std::max(b0, b1);
     end = std::max(begin, std::min(e0, e1));
+}
+
+// The arm's segments (by start point) that a pen `width` wide can bring into
+// the clip, as sorted disjoint ranges. A unit step is widened across one
+// axis only, so its start must lie within a pixel or two of the clip on the
+// other axis: in the clip's column band or its row band, and within reach of
+// the pen across the band. A circle far larger than the image thus costs
+// about sqrt(r * image size) segments, not r.
+std::vector<std::pair<I64, I64>> ReachableSegments(const CircleChain& chain, int arm, const Target& t, int width)
+{
+    const I64 reach = width / 2 + 2;
+    std::pair<I64, I64> a, b;
+    ArmRange(chain, arm, t.left - 2, t.right + 2, t.top - reach, t.bottom + reach, a.first, a.second);
+    ArmRange(chain, arm, t.left - reach, t.right + reach, t.top - 2, t.bottom + 2, b.first, b.second);
+    if (a.first > b.first) std::swap(a, b);
+    std::vector<std::pair<I64, I64>> ranges;
+    if (a.first < a.second) ranges.push_back(a);
+    if (b.first < b.second) {
+        if (!ranges.empty() && b.first <= ranges.back().second) {
+            ranges.back().second = std::max(ranges.back().second, b.second);
+        } else {
+            ranges.push_back(b);
+        }
+    }
+    return ranges;
 }
 
 // Joins `count` chain points from `first`, stepping by `dir` around the
@@ -55,10 +78,9 @@ void WalkChain(ZelImageDrawEngine& engine, const LinePen& pen, const CircleChain
     if (pen.dash)
         ZelDrawAccess::CheckDash(engine, static_cast<int>(x0), static_cast<int>(y0), static_cast<int>(x1),
                                  static_cast<int>(y1));
-    const I64 margin = width / 2 + 2;
-    I64 visible[4][2];
-    for (int arm = 0; arm < 4; ++arm) VisibleArmRange(chain, arm, pen.target, margin, visible[arm][0], visible[arm][1]);
-    // Segment m starts at point m; walk the run arm by arm.
+    std::vector<std::pair<I64, I64>> reachable[4];
+    for (int arm = 0; arm < 4; ++arm) reachable[arm] = ReachableSegments(chain, arm, pen.target, width);
+    // Segment m starts at point m; walk the run arm by arm, in its order.
     I64 m = 0;
     while (m < count - 1) {
         const I64 j = ((first + dir * m) % n + n) % n;
@@ -67,12 +89,17 @@ void WalkChain(ZelImageDrawEngine& engine, const LinePen& pen, const CircleChain
         // Points of this arm still ahead in the run, in the walking direction.
         const I64 inArm = std::min(count - 1 - m, dir > 0 ? chain.PerArm() - i : i + 1);
         const I64 lo = dir > 0 ? i : i - inArm + 1, hi = dir > 0 ? i + inArm : i + 1;  // arm indices [lo, hi)
-        const I64 vLo = std::max(lo, visible[arm][0]), vHi = std::min(hi, visible[arm][1]);
-        for (I64 v = vLo; v < vHi; ++v) {
-            const I64 step = dir > 0 ? v - i : i - v;
-            at(m + step, x0, y0);
-            at(m + step + 1, x1, y1);
-            WideLine(pen, width, x0, y0, x1, y1, false);
+        const auto& ranges = reachable[arm];
+        for (std::size_t k = 0; k < ranges.size(); ++k) {
+            const auto& range = ranges[dir > 0 ? k : ranges.size() - 1 - k];
+            const I64 vLo = std::max(lo, range.first), vHi = std::min(hi, range.second);
+            for (I64 c = 0; c < vHi - vLo; ++c) {
+                const I64 v = dir > 0 ? vLo + c : vHi - 1 - c;
+                const I64 step = dir > 0 ? v - i : i - v;
+                at(m + step, x0, y0);
+                at(m + step + 1, x1, y1);
+                WideLine(pen, width, x0, y0, x1, y1, false);
+            }
         }
         m += inArm;
     }

@@ -48,6 +48,13 @@ void WalkBody(const LinePen& pen, const LineClip& c)
 
 }  // namespace
 
+I64 PointOnLine(const LineClip& c, I64 k, bool x)
+{
+    if (x == c.xMajor) return c.major0 + c.step * k;
+    if (c.steps == 0) return c.minor0;
+    return c.minor0 + static_cast<I64>(FloorDiv(c.steps + Wide(2) * k * c.minorDelta, Wide(2) * c.steps));
+}
+
 LineClip ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1)
 {
     LineClip c;
@@ -127,10 +134,32 @@ void WideLine(const LinePen& pen, int width, I64 x0, I64 y0, I64 x1, I64 y1, boo
     // across y when |dx| > |dy|, else across x.
     const I64 dx = x1 - x0, dy = y1 - y0;
     const bool acrossY = (dx < 0 ? -dx : dx) > (dy < 0 ? -dy : dy);
+    // Only displacements that bring a pixel of the line into the clip can
+    // draw: the points whose other coordinate lies in the clip's band, moved
+    // across into it.
     const Target& t = pen.target;
-    // Only displacements that bring a line into the clip's band can draw.
-    const I64 lo = acrossY ? t.top - std::max(y0, y1) : t.left - std::max(x0, x1);
-    const I64 hi = acrossY ? t.bottom - std::min(y0, y1) : t.right - std::min(x0, x1);
+    Target band = t;
+    if (acrossY) {
+        band.top = INT32_MIN, band.bottom = INT32_MAX;
+    } else {
+        band.left = INT32_MIN, band.right = INT32_MAX;
+    }
+    const LineClip inBand = ClipLine(band, x0, y0, x1, y1);
+    I64 lo = 1, hi = 0;  // empty: no parallel line can show
+    if (!inBand.rejected) {
+        I64 aMin = INT64_MAX, aMax = INT64_MIN;
+        const auto take = [&](I64 k) {
+            const I64 a = PointOnLine(inBand, k, !acrossY);
+            aMin = std::min(aMin, a);
+            aMax = std::max(aMax, a);
+        };
+        if (inBand.begin < inBand.end) take(inBand.begin), take(inBand.end - 1);
+        if (drawLastPoint && inBand.endVisible) take(inBand.steps);
+        if (aMin <= aMax) {
+            lo = (acrossY ? t.top : t.left) - aMax;
+            hi = (acrossY ? t.bottom : t.right) - aMin;
+        }
+    }
     const auto displacement = [](I64 i) { return (i / 2) * (i % 2 ? -1 : 1); };
     const I64 last = displacement(width);
     const auto draw = [&](I64 d) {

@@ -20,6 +20,8 @@ struct LineClip {
     bool rejected = true;  // nothing of the line is visible
 };
 LineClip ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1);
+// The x (or y) coordinate of step k (0 <= k <= steps) of a clipped line.
+I64 PointOnLine(const LineClip& c, I64 k, bool x);
 
 // What a line is drawn with.
 struct LinePen {
