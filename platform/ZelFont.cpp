@@ -99,6 +99,7 @@ struct ZelFontObject {
     };
     std::unordered_map<std::uint32_t, Entry> glyphs;  // element addresses stay put
     const ZelGlyph* latin[256] = {};
+    std::unordered_map<std::uint64_t, int> kerning;  // by glyph pair
     long rasterised = 0;
     std::map<std::pair<int, bool>, std::unique_ptr<ZelFontObject>> variants;
 
@@ -239,9 +240,15 @@ const ZelGlyph* ZelFontGlyph(ZelFontObject* font, std::uint32_t character)
 int ZelFontKerning(ZelFontObject* font, unsigned leftIndex, unsigned rightIndex)
 {
     if (!FT_HAS_KERNING(font->face) || !leftIndex || !rightIndex) return 0;
+    const std::uint64_t key = static_cast<std::uint64_t>(leftIndex) << 32 | rightIndex;
+    const auto found = font->kerning.find(key);
+    if (found != font->kerning.end()) return found->second;
     FT_Vector k{0, 0};
-    if (FT_Get_Kerning(font->face, leftIndex, rightIndex, FT_KERNING_DEFAULT, &k) != 0) return 0;
-    return static_cast<int>(k.x >> 6);
+    const int pixels = FT_Get_Kerning(font->face, leftIndex, rightIndex, FT_KERNING_DEFAULT, &k) == 0
+                           ? static_cast<int>(k.x >> 6)
+                           : 0;
+    font->kerning.emplace(key, pixels);
+    return pixels;
 }
 
 long ZelFontRasterCount(ZelFontObject* font)

@@ -3,7 +3,10 @@
 // mapping (nearest and bilinear), and Monochrome / MakeTransparent.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <vector>
+
+#include "draw/draw_rows.h"
 
 #include "draw_test_helpers.h"
 
@@ -116,5 +119,42 @@ TEST(DrawBlit, MonochromeAndTransparency)
         t.engine.MakeTransparent(r.factor);
         EXPECT_EQ(m.Get(1, 0), r.mono) << r.factor;
         EXPECT_EQ(t.Get(1, 0), r.transparent) << r.factor;
+    }
+}
+
+// The vector row kernels give the bytes of their plain twins.
+TEST(DrawBlit, VectorRowsEqualPlainRows)
+{
+    std::mt19937 rng(5);
+    const auto byte = [&] { return static_cast<unsigned char>(rng()); };
+    for (int trial = 0; trial < 300; ++trial) {
+        const int n = 1 + trial % 37;
+        std::vector<unsigned char> coverage(n), a(4 * n), r0(4 * n + 4), r1(4 * n + 4);
+        for (auto& c : coverage) c = trial % 3 ? byte() : static_cast<unsigned char>(byte() & 0x81);
+        for (auto& v : a) v = byte();
+        for (auto& v : r0) v = byte();
+        for (auto& v : r1) v = byte();
+        std::vector<unsigned char> b = a;
+        const zel_draw::Colour colour(static_cast<std::uint32_t>(rng()) | (trial % 2 ? 0xFF000000u : 0));
+        zel_draw::BlendCoverageRow4(a.data(), coverage.data(), n, colour);
+        zel_draw::BlendCoverageRow4Plain(b.data(), coverage.data(), n, colour);
+        ASSERT_EQ(a, b) << trial;
+
+        const unsigned fy = rng() % 256;
+        std::vector<std::uint16_t> c0(4 * (n + 2)), c1(4 * (n + 2));
+        zel_draw::BilinearColumns4(r0.data(), r1.data(), n + 1, fy, c0.data());
+        zel_draw::BilinearColumns4Plain(r0.data(), r1.data(), n + 1, fy, c1.data());
+        ASSERT_EQ(c0, c1) << trial;
+        std::vector<int> cols(n);
+        std::vector<std::uint16_t> weights(8 * n);
+        for (int i = 0; i < n; ++i) {
+            cols[i] = static_cast<int>(rng() % static_cast<unsigned>(n));
+            const unsigned fx = rng() % 256;
+            for (int c = 0; c < 4; ++c) weights[8 * i + c] = 256 - fx, weights[8 * i + 4 + c] = fx;
+        }
+        std::vector<unsigned char> o0(4 * n), o1(4 * n);
+        zel_draw::BilinearSpan(c0.data(), cols.data(), weights.data(), n, o0.data());
+        zel_draw::BilinearSpanPlain(c0.data(), cols.data(), weights.data(), n, o1.data());
+        ASSERT_EQ(o0, o1) << trial;
     }
 }

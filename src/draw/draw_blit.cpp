@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <vector>
 
 #include "draw/draw_pixels.h"
+#include "draw/draw_rows.h"
 
 using namespace zel_draw;
 
@@ -92,16 +94,15 @@ CopyFn SelectCopy(int sourceDepth, bool palette, int targetDepth)
 }
 
 // The 4 bytes (blue, green, red, alpha) of source pixel sx of a row.
-inline void Fetch(const Source& s, const unsigned char* row, int sx, unsigned out[4])
+template <int SD, bool Pal>
+inline void Fetch(const Source& s, const unsigned char* row, int sx, std::uint32_t out[4])
 {
-    if (s.depth == 1) {
-        if (s.palette) {
-            const unsigned char* e = s.palette + 4 * row[sx];
-            out[0] = e[0], out[1] = e[1], out[2] = e[2], out[3] = e[3];
-        } else {
-            out[0] = out[1] = out[2] = row[sx], out[3] = 255;
-        }
-    } else if (s.depth == 3) {
+    if (SD == 1 && Pal) {
+        const unsigned char* e = s.palette + 4 * row[sx];
+        out[0] = e[0], out[1] = e[1], out[2] = e[2], out[3] = e[3];
+    } else if (SD == 1) {
+        out[0] = out[1] = out[2] = row[sx], out[3] = 255;
+    } else if (SD == 3) {
         const unsigned char* q = row + 3 * sx;
         out[0] = q[0], out[1] = q[1], out[2] = q[2], out[3] = 255;
     } else {
@@ -110,41 +111,90 @@ inline void Fetch(const Source& s, const unsigned char* row, int sx, unsigned ou
     }
 }
 
-template <int DD>
+struct BilinearScratch {
+    std::vector<std::uint16_t> column;   // one source row pair blended, 4 channels a column, one spare
+    std::vector<int> relative;           // destination column -> column index
+    std::vector<std::uint16_t> weights;  // 256 - fx four times, fx four times, a column
+    std::vector<unsigned char> pixels;   // the blended row, 4 bytes a pixel
+};
+
+// Bilinear rows. The weights separate exactly,
+// ((c00 (256 - fx) + c01 fx) (256 - fy) + (c10 (256 - fx) + c11 fx) fy) >> 16
+// = ((c00 (256 - fy) + c10 fy) (256 - fx) + (c01 (256 - fy) + c11 fy) fx) >> 16,
+// so each destination row first blends the two source rows over the columns
+// it uses and then blends along the row. A zero weight never reads its
+// neighbour.
+template <int SD, bool Pal, int DD>
 void BilinearRows(const Target& t, const Source& s, int x0, const std::vector<int>& cols,
                   const std::vector<unsigned>& fxs, int y0, const std::vector<int>& rows,
-                  const std::vector<unsigned>& fys)
+                  const std::vector<unsigned>& fys, BilinearScratch& scratch)
 {
     // Sources without alpha of their own (grey, 3 bytes) are written as they
     // come; the others blend by the interpolated alpha.
-    const bool carriesAlpha = s.depth == 4 || s.palette;
+    constexpr bool carriesAlpha = SD == 4 || Pal;
+    const int first = cols.front(), last = std::min(cols.back() + 1, s.width - 1);
+    const int n = static_cast<int>(cols.size());
+    for (int i = 0; i < n; ++i) {
+        scratch.relative[i] = cols[i] - first;
+        for (int c = 0; c < 4; ++c) {
+            scratch.weights[8 * i + c] = static_cast<std::uint16_t>(256 - fxs[i]);
+            scratch.weights[8 * i + 4 + c] = static_cast<std::uint16_t>(fxs[i]);
+        }
+    }
     for (std::size_t j = 0; j < rows.size(); ++j) {
         const unsigned fy = fys[j];
         const unsigned char* r0 = s.Row(rows[j]);
         const unsigned char* r1 = fy ? s.Row(rows[j] + 1) : r0;
-        unsigned char* p = t.At(x0, y0 + static_cast<int>(j));
-        for (std::size_t i = 0; i < cols.size(); ++i, p += DD) {
-            const unsigned fx = fxs[i];
-            const int sx = cols[i];
-            unsigned c00[4], c01[4] = {0, 0, 0, 0}, c10[4] = {0, 0, 0, 0}, c11[4] = {0, 0, 0, 0};
-            Fetch(s, r0, sx, c00);
-            if (fx) Fetch(s, r0, sx + 1, c01);
-            if (fy) {
-                Fetch(s, r1, sx, c10);
-                if (fx) Fetch(s, r1, sx + 1, c11);
-            }
-            unsigned v[4];
-            for (int c = 0; c < 4; ++c) {
-                v[c] =
-                    ((c00[c] * (256 - fx) + c01[c] * fx) * (256 - fy) + (c10[c] * (256 - fx) + c11[c] * fx) * fy) >> 16;
-            }
-            const Colour m(v[0], v[1], v[2], v[3]);
-            if (!carriesAlpha || v[3] > 254) {
-                WritePixel<DD>(p, m);
-            } else if (v[3]) {
-                BlendPixel<DD>(p, m, v[3]);
+        std::uint16_t* v = scratch.column.data();
+        if (SD == 4) {
+            BilinearColumns4(r0 + 4 * first, r1 + 4 * first, last - first + 1, fy, v);
+        } else {
+            for (int sx = first; sx <= last; ++sx, v += 4) {
+                std::uint32_t a[4], b[4] = {0, 0, 0, 0};
+                Fetch<SD, Pal>(s, r0, sx, a);
+                if (fy) Fetch<SD, Pal>(s, r1, sx, b);
+                for (int c = 0; c < 4; ++c) v[c] = static_cast<std::uint16_t>(a[c] * (256 - fy) + b[c] * fy);
             }
         }
+        unsigned char* p = t.At(x0, y0 + static_cast<int>(j));
+        if (DD == 4 && !carriesAlpha) {  // alpha comes out 255
+            BilinearSpan(scratch.column.data(), scratch.relative.data(), scratch.weights.data(), n, p);
+            continue;
+        }
+        unsigned char* m = scratch.pixels.data();
+        BilinearSpan(scratch.column.data(), scratch.relative.data(), scratch.weights.data(), n, m);
+        if (DD == 4) {
+            bool opaque = true;
+            for (int i = 0; i < n; ++i) opaque &= m[4 * i + 3] == 255;
+            if (opaque) {
+                std::memcpy(p, m, 4 * static_cast<std::size_t>(n));
+                continue;
+            }
+        }
+        for (int i = 0; i < n; ++i, p += DD, m += 4) {
+            if (DD == 4 && m[3] == 255) {
+                std::memcpy(p, m, 4);
+            } else if (!carriesAlpha || m[3] > 254) {
+                WritePixel<DD>(p, Colour(m[0], m[1], m[2], 255));
+            } else if (m[3]) {
+                BlendPixel<DD>(p, Colour(m[0], m[1], m[2], m[3]), m[3]);
+            }
+        }
+    }
+}
+
+using BilinearFn = void (*)(const Target&, const Source&, int, const std::vector<int>&, const std::vector<unsigned>&,
+                            int, const std::vector<int>&, const std::vector<unsigned>&, BilinearScratch&);
+
+BilinearFn SelectBilinear(int sourceDepth, bool palette, int targetDepth)
+{
+    const bool four = targetDepth == 4;
+    switch (sourceDepth) {
+    case 1:
+        if (palette) return four ? BilinearRows<1, true, 4> : BilinearRows<1, true, 3>;
+        return four ? BilinearRows<1, false, 4> : BilinearRows<1, false, 3>;
+    case 3: return four ? BilinearRows<3, false, 4> : BilinearRows<3, false, 3>;
+    default: return four ? BilinearRows<4, false, 4> : BilinearRows<4, false, 3>;
     }
 }
 
@@ -281,11 +331,16 @@ void ZelImageDrawEngine::DrawPartialScaledImage(int x, int y, int w, int h, int 
     if (!ClipSpan(x, w, t.left, t.right, x0, x1) || !ClipSpan(y, h, t.top, t.bottom, y0, y1)) return;
     std::vector<int> cols, rows;
     std::vector<unsigned> fxs, fys;
+    BilinearScratch scratch;
     try {
         cols.resize(static_cast<std::size_t>(x1 - x0 + 1));
         fxs.resize(cols.size());
         rows.resize(static_cast<std::size_t>(y1 - y0 + 1));
         fys.resize(rows.size());
+        scratch.column.resize(4 * static_cast<std::size_t>(srcW + 2));
+        scratch.relative.resize(cols.size());
+        scratch.weights.resize(8 * cols.size());
+        scratch.pixels.resize(4 * cols.size());
     } catch (const std::bad_alloc&) {
         return;
     }
@@ -300,11 +355,7 @@ void ZelImageDrawEngine::DrawPartialScaledImage(int x, int y, int w, int h, int 
     };
     table(cols, fxs, x0 - I64(x), w, srcX, srcW);
     table(rows, fys, y0 - I64(y), h, srcY, srcH);
-    if (t.depth == 3) {
-        BilinearRows<3>(t, s, x0, cols, fxs, y0, rows, fys);
-    } else {
-        BilinearRows<4>(t, s, x0, cols, fxs, y0, rows, fys);
-    }
+    SelectBilinear(depth, s.palette != nullptr, t.depth)(t, s, x0, cols, fxs, y0, rows, fys, scratch);
 }
 
 void ZelImageDrawEngine::DrawPartialScaledImageNearest(int x, int y, int w, int h, int srcX, int srcY, int srcW,

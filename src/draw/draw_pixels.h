@@ -18,6 +18,12 @@ __extension__ typedef __int128 Wide;
 
 inline Wide FloorDiv(Wide a, Wide b)  // b > 0
 {
+    if (a == static_cast<I64>(a) && b == static_cast<I64>(b)) {  // the usual case: a 64-bit division
+        const I64 a64 = static_cast<I64>(a), b64 = static_cast<I64>(b);
+        I64 q = a64 / b64;
+        if (a64 % b64 != 0 && a64 < 0) --q;
+        return q;
+    }
     Wide q = a / b;
     if (a % b != 0 && a < 0) --q;
     return q;

@@ -29,8 +29,21 @@ void ZelImageDrawEngine::FillPolygon(const int* xs, const int* ys, int count)
     if (*maxX < t.left || *minX > t.right || *maxY < t.top || *minY > t.bottom) return;
     const I64 rowBegin = std::max<I64>(*minY, t.top), rowEnd = std::min<I64>(*maxY, t.bottom);
 
-    std::vector<Edge> edges;
-    std::vector<I64> crossings;
+    // Kept between calls on this thread; a huge polygon's memory is given
+    // back afterwards.
+    thread_local std::vector<Edge> edges;
+    thread_local std::vector<I64> crossings;
+    thread_local std::vector<Edge*> active;
+    struct Release {
+        ~Release()
+        {
+            if (edges.capacity() > 4096) std::vector<Edge>().swap(edges);
+            if (crossings.capacity() > 4096) std::vector<I64>().swap(crossings);
+            if (active.capacity() > 4096) std::vector<Edge*>().swap(active);
+        }
+    } release;
+    edges.clear();
+    active.clear();
     try {
         edges.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i) {
@@ -57,40 +70,54 @@ void ZelImageDrawEngine::FillPolygon(const int* xs, const int* ys, int count)
             edges.push_back(e);
         }
         std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.firstRow < b.firstRow; });
-        crossings.reserve(std::min<std::size_t>(edges.size(), 1024));
     } catch (const std::bad_alloc&) {
         return;
     }
 
     const Brush brush = ZelDrawAccess::GetBrush(*this);
     const SpanFiller fill = SelectSpanFiller(brush, t.depth);
-    std::vector<Edge*> active;
-    std::size_t next = 0;
+    // Every edge can be active at once: size the lists once, then work on
+    // plain pointers.
     try {
-        for (I64 y = rowBegin; y <= rowEnd; ++y) {
-            while (next < edges.size() && edges[next].firstRow <= y) active.push_back(&edges[next++]);
-            crossings.clear();
-            std::size_t kept = 0;
-            for (Edge* e : active) {
-                if (e->lastRow < y) continue;
-                active[kept++] = e;
-                crossings.push_back(e->x0 + e->q);
-                e->q += e->stepQ;
-                e->r += e->stepR;
-                if (e->r >= e->den) {
-                    e->r -= e->den;
-                    ++e->q;
-                }
-            }
-            active.resize(kept);
-            std::sort(crossings.begin(), crossings.end());
-            for (std::size_t i = 0; i + 1 < crossings.size(); i += 2) {
-                const I64 x0 = std::max<I64>(crossings[i], t.left), x1 = std::min<I64>(crossings[i + 1], t.right);
-                if (x0 <= x1) fill(t, brush, static_cast<int>(y), static_cast<int>(x0), static_cast<int>(x1));
-            }
-            if (active.empty() && next == edges.size()) break;
-        }
+        active.resize(edges.size());
+        crossings.resize(edges.size());
     } catch (const std::bad_alloc&) {
         return;
+    }
+    Edge* nextEdge = edges.data();
+    Edge* const endEdge = edges.data() + edges.size();
+    Edge** const act = active.data();
+    I64* const cross = crossings.data();
+    std::size_t live = 0;
+    for (I64 y = rowBegin; y <= rowEnd; ++y) {
+        while (nextEdge != endEdge && nextEdge->firstRow <= y) act[live++] = nextEdge++;
+        // Few crossings a row (the rule) are sorted by insertion, many by
+        // std::sort.
+        const bool few = live <= 32;
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < live; ++i) {
+            Edge* e = act[i];
+            if (e->lastRow < y) continue;
+            act[kept] = e;
+            const I64 x = e->x0 + e->q;
+            std::size_t j = kept++;
+            if (few) {
+                for (; j > 0 && cross[j - 1] > x; --j) cross[j] = cross[j - 1];
+            }
+            cross[j] = x;
+            e->q += e->stepQ;
+            e->r += e->stepR;
+            if (e->r >= e->den) {
+                e->r -= e->den;
+                ++e->q;
+            }
+        }
+        live = kept;
+        if (!few) std::sort(cross, cross + kept);
+        for (std::size_t i = 0; i + 1 < kept; i += 2) {
+            const I64 x0 = std::max<I64>(cross[i], t.left), x1 = std::min<I64>(cross[i + 1], t.right);
+            if (x0 <= x1) fill(t, brush, static_cast<int>(y), static_cast<int>(x0), static_cast<int>(x1));
+        }
+        if (live == 0 && nextEdge == endEdge) break;
     }
 }

@@ -17,6 +17,12 @@ void FillColourSpan(const Target& t, const Brush& brush, int y, int x0, int x1)
     if (c.a == 255) {
         if (D == 3 && c.b == c.g && c.g == c.r) {
             std::memset(p, static_cast<int>(c.b), static_cast<std::size_t>(n) * 3);
+        } else if (D == 4) {
+            const unsigned char bytes[4] = {static_cast<unsigned char>(c.b), static_cast<unsigned char>(c.g),
+                                            static_cast<unsigned char>(c.r), 255};
+            std::uint32_t word;
+            std::memcpy(&word, bytes, 4);
+            for (int i = 0; i < n; ++i) std::memcpy(p + 4 * i, &word, 4);
         } else {
             for (int i = 0; i < n; ++i, p += D) WritePixel<D>(p, c);
         }

@@ -8,6 +8,7 @@
 
 #include "ZelFont.h"
 #include "draw/draw_pixels.h"
+#include "draw/draw_rows.h"
 #include "draw/text_scratch.h"
 
 using namespace zel_draw;
@@ -18,6 +19,13 @@ enum SegmentKind { kNormal = 0, kSuperscript = 1, kSubscript = 2 };
 
 struct Segment {
     std::wstring text;
+    int kind;
+};
+
+// A piece of text to lay out with one font.
+struct Piece {
+    const wchar_t* text;
+    std::size_t length;
     int kind;
 };
 
@@ -72,41 +80,34 @@ int ScriptHeight(int pixels)
     return (7 * pixels + 6) / 10;
 }
 
-struct PlacedGlyph {
-    const ZelGlyph* glyph;
-    int x, baseline;
-};
-
-// The laid-out text: glyphs at pen positions inside a box of width x height.
-struct Layout {
-    std::vector<PlacedGlyph> glyphs;
-    int width = 0;
-    int height = 0;
-};
-
 // Lays the text out (the fonts' family must be locked). Returns false when
 // a font is missing.
 bool LayOut(const ZelString& text, ZelFontObject* font, ZelFontObject* script, bool markup, Layout& layout)
 {
-    std::vector<Segment> parsed;
+    std::vector<Segment> segments;
+    Piece whole{text.Text(), static_cast<std::size_t>(text.Length()), kNormal};
+    std::vector<Piece> pieces;
     if (markup) {
-        parsed = ParseMarkup(text);
-    } else {
-        parsed.push_back({std::wstring(text.Text(), static_cast<std::size_t>(text.Length())), kNormal});
+        segments = ParseMarkup(text);
+        for (const Segment& s : segments) pieces.push_back({s.text.data(), s.text.size(), s.kind});
     }
+    const Piece* parsed = markup ? pieces.data() : &whole;
+    const std::size_t count = markup ? pieces.size() : 1;
     const ZelFontMetrics normal = ZelFontGetMetrics(font);
     ZelFontMetrics small;
     if (script) small = ZelFontGetMetrics(script);
     layout.glyphs.clear();
     layout.width = 0;
     layout.height = 0;
-    for (const Segment& s : parsed) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const Piece& s = parsed[i];
         if (s.kind != kNormal && !script) return false;
         const ZelFontMetrics& m = s.kind == kNormal ? normal : small;
         layout.height = std::max(layout.height, m.ascent + m.descent);
     }
     int x = 0;
-    for (const Segment& s : parsed) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const Piece& s = parsed[i];
         ZelFontObject* f = s.kind == kNormal ? font : script;
         // Superscripts hang from the top of the box, subscripts stand on its
         // bottom.
@@ -114,7 +115,8 @@ bool LayOut(const ZelString& text, ZelFontObject* font, ZelFontObject* script, b
                              : s.kind == kSuperscript ? small.ascent
                                                       : layout.height - small.descent;
         unsigned previous = 0;
-        for (const wchar_t c : s.text) {
+        for (std::size_t k = 0; k < s.length; ++k) {
+            const wchar_t c = s.text[k];
             const ZelGlyph* g = ZelFontGlyph(f, static_cast<std::uint32_t>(c));
             x += ZelFontKerning(f, previous, g->index);
             layout.glyphs.push_back({g, x, baseline});
@@ -233,6 +235,29 @@ template <int D>
 void BlendCoverage(const Target& t, const unsigned char* cov, int covStride, int x0, int y0, int x1, int y1, I64 boxX,
                    I64 boxY, const Colour& colour, int rotation, int cw, int ch)
 {
+    if (rotation == 0 && D == 4) {
+        for (int y = y0; y <= y1; ++y) {
+            BlendCoverageRow4(t.At(x0, y), cov + static_cast<std::ptrdiff_t>(y - boxY) * covStride + (x0 - boxX),
+                              x1 - x0 + 1, colour);
+        }
+        return;
+    }
+    if (rotation == 0) {
+        for (int y = y0; y <= y1; ++y) {
+            unsigned char* p = t.At(x0, y);
+            const unsigned char* c = cov + static_cast<std::ptrdiff_t>(y - boxY) * covStride + (x0 - boxX);
+            for (int x = x0; x <= x1; ++x, p += D, ++c) {
+                if (!*c) continue;
+                const unsigned a = Div255(*c * colour.a);
+                if (a == 255) {
+                    WritePixel<D>(p, colour);
+                } else if (a) {
+                    BlendPixel<D>(p, colour, a);
+                }
+            }
+        }
+        return;
+    }
     for (int y = y0; y <= y1; ++y) {
         unsigned char* p = t.At(x0, y);
         for (int x = x0; x <= x1; ++x, p += D) {
@@ -268,7 +293,7 @@ void ZelImageDrawEngine::DrawStringRect(const ZelString& text, int x, int y, int
     if (!StyleFonts(font, style, text, normal, script)) return;
     TextScratch& scratch = ZelDrawAccess::Scratch(*this);
     ZelFontLock lock(font);
-    Layout layout;
+    Layout& layout = scratch.layout;
     if (!LayOut(text, normal, script, (style & TEXT_MARKUP) != 0, layout)) return;
     if (style & TEXT_CELL_HEIGHT) layout.height = ZelFontGetMetrics(font).pixelHeight;
     if (layout.width < 1 || layout.height < 1) return;
