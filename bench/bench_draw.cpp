@@ -112,24 +112,25 @@ struct OurTarget {
     }
 };
 
-void Draw_Lines_Ours(benchmark::State& state)
+void OurLines(benchmark::State& state, const char* what, unsigned seed, int width, bool dashed)
 {
     OurTarget t;
-    const auto lines = Lines(10000, 1);
-    Run(state, "10,000 lines, width 1", "ours", [&] {
+    t.engine.SetPenWidth(width);
+    t.engine.SetPenDash(dashed);
+    const auto lines = Lines(10000, seed);
+    Run(state, what, "ours", [&] {
         for (const Line& l : lines) t.engine.DrawLine(l.x0, l.y0, l.x1, l.y1, true);
     });
 }
 
+void Draw_Lines_Ours(benchmark::State& state)
+{
+    OurLines(state, "10,000 lines, width 1", 1, 1, false);
+}
+
 void Draw_DashedWide_Ours(benchmark::State& state)
 {
-    OurTarget t;
-    t.engine.SetPenWidth(3);
-    t.engine.SetPenDash(true);
-    const auto lines = Lines(10000, 2);
-    Run(state, "10,000 dashed lines, width 3", "ours", [&] {
-        for (const Line& l : lines) t.engine.DrawLine(l.x0, l.y0, l.x1, l.y1, true);
-    });
+    OurLines(state, "10,000 dashed lines, width 3", 2, 3, true);
 }
 
 void Draw_Circles_Ours(benchmark::State& state)
@@ -227,27 +228,28 @@ struct CairoTarget {
     }
 };
 
-void Draw_Lines_Cairo(benchmark::State& state)
+// Random lines of a pen `width` wide, dashed 4 on, 4 off when asked.
+void CairoLines(benchmark::State& state, const char* what, unsigned seed, double width, bool dashed)
 {
     CairoTarget t;
-    const auto lines = Lines(10000, 1);
-    Run(state, "10,000 lines, width 1", "cairo", [&] {
+    cairo_set_line_width(t.cr, width);
+    const double dash[2] = {4, 4};
+    if (dashed) cairo_set_dash(t.cr, dash, 2, 0);
+    const auto lines = Lines(10000, seed);
+    Run(state, what, "cairo", [&] {
         for (const Line& l : lines) t.Line(l);
         cairo_surface_flush(t.surface);
     });
 }
 
+void Draw_Lines_Cairo(benchmark::State& state)
+{
+    CairoLines(state, "10,000 lines, width 1", 1, 1, false);
+}
+
 void Draw_DashedWide_Cairo(benchmark::State& state)
 {
-    CairoTarget t;
-    cairo_set_line_width(t.cr, 3);
-    const double dash[2] = {4, 4};
-    cairo_set_dash(t.cr, dash, 2, 0);
-    const auto lines = Lines(10000, 2);
-    Run(state, "10,000 dashed lines, width 3", "cairo", [&] {
-        for (const Line& l : lines) t.Line(l);
-        cairo_surface_flush(t.surface);
-    });
+    CairoLines(state, "10,000 dashed lines, width 3", 2, 3, true);
 }
 
 void Draw_Circles_Cairo(benchmark::State& state)
@@ -275,8 +277,7 @@ void Draw_ScaledBlit_Cairo(benchmark::State& state)
 {
     CairoTarget t;
     auto picture = Picture(64, 64);
-    cairo_surface_t* source =
-        cairo_image_surface_create_for_data(picture.data(), CAIRO_FORMAT_ARGB32, 64, 64, 64 * 4);
+    cairo_surface_t* source = cairo_image_surface_create_for_data(picture.data(), CAIRO_FORMAT_ARGB32, 64, 64, 64 * 4);
     const auto places = Lines(1000, 5, kSize - 100);
     Run(state, "1,000 bilinear blits 64x64 to 100x100", "cairo", [&] {
         for (const Line& p : places) {
@@ -346,7 +347,8 @@ std::string CountDifferences(const char* what, Ours ours, Theirs theirs)
         }
     }
     char line[200];
-    std::snprintf(line, sizeof line, "| %s | %ld | %ld | %.2f %% |", what, lit, differ, 100.0 * differ / std::max(1L, lit));
+    std::snprintf(line, sizeof line, "| %s | %ld | %ld | %.2f %% |", what, lit, differ,
+                  100.0 * differ / std::max(1L, lit));
     return line;
 }
 
@@ -359,7 +361,8 @@ void Draw_Differences(benchmark::State& state)
     auto& d = Results().differences;
     d.clear();
     d.push_back(CountDifferences(
-        "line, width 1", [&](ZelImageDrawEngine& e, int i) { e.DrawLine(lines[i].x0, lines[i].y0, lines[i].x1, lines[i].y1, true); },
+        "line, width 1",
+        [&](ZelImageDrawEngine& e, int i) { e.DrawLine(lines[i].x0, lines[i].y0, lines[i].x1, lines[i].y1, true); },
         [&](CairoTarget& t, int i) { t.Line(lines[i]); }));
     d.push_back(CountDifferences(
         "filled circle, diameter 40", [&](ZelImageDrawEngine& e, int i) { e.FillCircle(lines[i].x0, lines[i].y0, 40); },

@@ -176,8 +176,12 @@ public:
     // left and upper halves are centred on (cx, cy), and for an even
     // diameter the right and lower halves on (cx + 1, cy + 1). Up to
     // diameter 16 the points come from a fixed table, above it from the
-    // midpoint algorithm. A wide or dashed pen draws the outline as one
-    // closed chain of lines, clockwise on screen from the rightmost point.
+    // midpoint algorithm (the decision value starting at (5 - 4r) / 4 in
+    // integers). A wide or dashed pen draws the outline as one closed chain
+    // of lines without end points, clockwise on screen from the rightmost
+    // point (on an even circle the halves are joined by unit steps), so the
+    // dash phase runs on round it; diameter 1 is then a zero-length line with
+    // its end point.
     void DrawCircle(int cx, int cy, int diameter);
     // The disc that DrawCircle outlines: each row runs from the outline's
     // leftmost to its rightmost pixel.
@@ -191,7 +195,9 @@ public:
     // between (cx, cy) and (1, 1), diameter 2 is the whole circle.
     void DrawArc(int cx, int cy, int diameter, float startAngle, float endAngle);
     // The pie: the pixels of FillCircle's disc whose direction from their
-    // half's centre lies in the sweep (the centre pixel always).
+    // half's centre lies in the sweep (the centre pixel always). A full turn
+    // and diameter 2 fill the disc; diameter 1 fills the rectangle between
+    // (cx, cy) and (1, 1).
     void FillArc(int cx, int cy, int diameter, float startAngle, float endAngle);
     // Even-odd fill. A row y takes an edge when min(ya, yb) < y <= max(ya, yb);
     // its crossing is the edge's x at y rounded half up, and each span runs

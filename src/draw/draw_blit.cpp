@@ -209,9 +209,28 @@ bool ClipSpan(I64 pos, I64 size, int lo, int hi, int& first, int& last)
     return true;
 }
 
-bool ValidSource(const unsigned char* pixels, int depth)
+// A source of a supported depth whose w x h block at (srcX, srcY) lies
+// wholly inside it (blocks are never trimmed).
+bool ValidBlock(const unsigned char* pixels, int width, int height, int depth, int srcX, int srcY, int w, int h)
 {
-    return pixels && (depth == 1 || depth == 3 || depth == 4);
+    return pixels && (depth == 1 || depth == 3 || depth == 4) && width >= 1 && height >= 1 && w >= 0 && h >= 0 &&
+           srcX >= 0 && srcY >= 0 && I64(srcX) + w <= width && I64(srcY) + h <= height;
+}
+
+// The clipped destination of a w x h block at (x, y), with a source column
+// per destination column and a source row per destination row to fill in.
+bool ClipBlock(const Target& t, int x, int y, int w, int h, int& x0, int& y0, std::vector<int>& cols,
+               std::vector<int>& rows)
+{
+    int x1, y1;
+    if (!ClipSpan(x, w, t.left, t.right, x0, x1) || !ClipSpan(y, h, t.top, t.bottom, y0, y1)) return false;
+    try {
+        cols.resize(static_cast<std::size_t>(x1 - x0 + 1));
+        rows.resize(static_cast<std::size_t>(y1 - y0 + 1));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -240,18 +259,11 @@ void ZelImageDrawEngine::DrawPartialImage(int x, int y, int srcX, int srcY, int 
                                           int width, int height, int depth, int sizePerLine)
 {
     Target t;
-    if (!ZelDrawAccess::GetTarget(*this, t) || !ValidSource(pixels, depth)) return;
-    if (width < 1 || height < 1 || srcX < 0 || srcY < 0 || I64(srcX) + w > width || I64(srcY) + h > height) return;
-    int x0, x1, y0, y1;
-    if (!ClipSpan(x, w, t.left, t.right, x0, x1) || !ClipSpan(y, h, t.top, t.bottom, y0, y1)) return;
-    const Source s = MakeSource(pixels, width, height, depth, sizePerLine, m_palette.get());
+    if (!ZelDrawAccess::GetTarget(*this, t) || !ValidBlock(pixels, width, height, depth, srcX, srcY, w, h)) return;
+    int x0, y0;
     std::vector<int> cols, rows;
-    try {
-        cols.resize(static_cast<std::size_t>(x1 - x0 + 1));
-        rows.resize(static_cast<std::size_t>(y1 - y0 + 1));
-    } catch (const std::bad_alloc&) {
-        return;
-    }
+    if (!ClipBlock(t, x, y, w, h, x0, y0, cols, rows)) return;
+    const Source s = MakeSource(pixels, width, height, depth, sizePerLine, m_palette.get());
     for (std::size_t i = 0; i < cols.size(); ++i) cols[i] = static_cast<int>(srcX + (x0 - I64(x)) + I64(i));
     for (std::size_t j = 0; j < rows.size(); ++j) rows[j] = static_cast<int>(srcY + (y0 - I64(y)) + I64(j));
     SelectCopy(depth, s.palette != nullptr, t.depth)(t, s, x0, cols, y0, rows);
@@ -292,9 +304,8 @@ void ZelImageDrawEngine::DrawPartialScaledImage(int x, int y, int w, int h, int 
                                                 int sizePerLine)
 {
     Target t;
-    if (!ZelDrawAccess::GetTarget(*this, t) || !ValidSource(pixels, depth)) return;
-    if (width < 1 || height < 1 || w < 1 || h < 1 || srcW < 1 || srcH < 1 || srcX < 0 || srcY < 0 ||
-        I64(srcX) + srcW > width || I64(srcY) + srcH > height) {
+    if (!ZelDrawAccess::GetTarget(*this, t) || w < 1 || h < 1 || srcW < 1 || srcH < 1 ||
+        !ValidBlock(pixels, width, height, depth, srcX, srcY, srcW, srcH)) {
         return;
     }
     const Source s = MakeSource(pixels, width, height, depth, sizePerLine, m_palette.get());
@@ -327,15 +338,13 @@ void ZelImageDrawEngine::DrawPartialScaledImage(int x, int y, int w, int h, int 
         DrawPartialScaledImageNearest(x, y, w, h, srcX, srcY, srcW, srcH, pixels, width, height, depth, sizePerLine);
         return;
     }
-    int x0, x1, y0, y1;
-    if (!ClipSpan(x, w, t.left, t.right, x0, x1) || !ClipSpan(y, h, t.top, t.bottom, y0, y1)) return;
+    int x0, y0;
     std::vector<int> cols, rows;
+    if (!ClipBlock(t, x, y, w, h, x0, y0, cols, rows)) return;
     std::vector<unsigned> fxs, fys;
     BilinearScratch scratch;
     try {
-        cols.resize(static_cast<std::size_t>(x1 - x0 + 1));
         fxs.resize(cols.size());
-        rows.resize(static_cast<std::size_t>(y1 - y0 + 1));
         fys.resize(rows.size());
         scratch.column.resize(4 * static_cast<std::size_t>(srcW + 2));
         scratch.relative.resize(cols.size());
@@ -363,21 +372,14 @@ void ZelImageDrawEngine::DrawPartialScaledImageNearest(int x, int y, int w, int 
                                                        int depth, int sizePerLine)
 {
     Target t;
-    if (!ZelDrawAccess::GetTarget(*this, t) || !ValidSource(pixels, depth)) return;
-    if (width < 1 || height < 1 || w < 1 || h < 1 || srcW < 1 || srcH < 1 || srcX < 0 || srcY < 0 ||
-        I64(srcX) + srcW > width || I64(srcY) + srcH > height) {
+    if (!ZelDrawAccess::GetTarget(*this, t) || w < 1 || h < 1 || srcW < 1 || srcH < 1 ||
+        !ValidBlock(pixels, width, height, depth, srcX, srcY, srcW, srcH)) {
         return;
     }
-    int x0, x1, y0, y1;
-    if (!ClipSpan(x, w, t.left, t.right, x0, x1) || !ClipSpan(y, h, t.top, t.bottom, y0, y1)) return;
-    const Source s = MakeSource(pixels, width, height, depth, sizePerLine, m_palette.get());
+    int x0, y0;
     std::vector<int> cols, rows;
-    try {
-        cols.resize(static_cast<std::size_t>(x1 - x0 + 1));
-        rows.resize(static_cast<std::size_t>(y1 - y0 + 1));
-    } catch (const std::bad_alloc&) {
-        return;
-    }
+    if (!ClipBlock(t, x, y, w, h, x0, y0, cols, rows)) return;
+    const Source s = MakeSource(pixels, width, height, depth, sizePerLine, m_palette.get());
     for (std::size_t i = 0; i < cols.size(); ++i) {
         cols[i] = srcX + static_cast<int>(SourcePos(x0 - I64(x) + static_cast<I64>(i), w, srcW));
     }

@@ -143,37 +143,21 @@ void ZelImageDrawEngine::DrawCircle(int cx, int cy, int diameter)
         WalkChain(*this, pen, chain, 0, chain.Count() + 1, 1);
         return;
     }
-    // Every outline pixel once: each quadrant point mirrored into the four
-    // quadrants, except that the points on an odd circle's axes are shared.
+    // Every outline pixel once: the chain visits each of them once (an odd
+    // circle's arms share their end points, and each arm leaves its last
+    // one to the next).
+    if (diameter == 1) {
+        if (t.Inside(cx, cy)) PutPixel(t, cx, cy, pen.colour);
+        return;
+    }
     const CircleChain chain(cx, cy, diameter);
-    const CircleQuadrant& q = chain.Quadrant();
-    const bool odd = !even;
     for (int arm = 0; arm < 4; ++arm) {
-        I64 ax, ay;
-        int sx, sy;
-        chain.Arm(arm, ax, ay, sx, sy);
-        I64 b0, e0, b1, e1;
-        MonotoneRange(
-            q.Count(),
-            [&](I64 i) {
-                I64 dx, dy;
-                q.Point(i, dx, dy);
-                return ax + sx * dx;
-            },
-            t.left, t.right, b0, e0);
-        MonotoneRange(
-            q.Count(),
-            [&](I64 i) {
-                I64 dx, dy;
-                q.Point(i, dx, dy);
-                return ay + sy * dy;
-            },
-            t.top, t.bottom, b1, e1);
-        for (I64 i = std::max(b0, b1); i < std::min(e0, e1); ++i) {
-            I64 dx, dy;
-            q.Point(i, dx, dy);
-            if (odd && ((dx == 0 && sx < 0) || (dy == 0 && sy < 0))) continue;
-            PutPixel(t, static_cast<int>(ax + sx * dx), static_cast<int>(ay + sy * dy), pen.colour);
+        I64 begin, end;
+        ArmRange(chain, arm, t.left, t.right, t.top, t.bottom, begin, end);
+        for (I64 i = begin; i < end; ++i) {
+            I64 x, y;
+            chain.Point(arm * chain.PerArm() + i, x, y);
+            PutPixel(t, static_cast<int>(x), static_cast<int>(y), pen.colour);
         }
     }
 }
