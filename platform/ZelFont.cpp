@@ -244,9 +244,8 @@ int ZelFontKerning(ZelFontObject* font, unsigned leftIndex, unsigned rightIndex)
     const auto found = font->kerning.find(key);
     if (found != font->kerning.end()) return found->second;
     FT_Vector k{0, 0};
-    const int pixels = FT_Get_Kerning(font->face, leftIndex, rightIndex, FT_KERNING_DEFAULT, &k) == 0
-                           ? static_cast<int>(k.x >> 6)
-                           : 0;
+    const int pixels =
+        FT_Get_Kerning(font->face, leftIndex, rightIndex, FT_KERNING_DEFAULT, &k) == 0 ? static_cast<int>(k.x >> 6) : 0;
     font->kerning.emplace(key, pixels);
     return pixels;
 }
