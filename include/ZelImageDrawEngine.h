@@ -245,7 +245,8 @@ public:
     // Size of the text box: the sum of the advances (with kerning) by the
     // font's ascent + descent. With TEXT_MARKUP, scripts use a font of 70 %
     // of the height and add their own widths; the height is the largest of
-    // the pieces. 0 x 0 for a null font.
+    // the pieces. 0 x 0 for a null font, and for a text wider than 2^24
+    // pixels (which is not drawn either, nor is a box past 2^28 pixels).
     //
     // Markup: a ^ or _ starts a superscript or subscript of one character,
     // or of everything up to the next } when a { follows. A backslash

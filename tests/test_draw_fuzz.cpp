@@ -139,7 +139,8 @@ void RunCommand(ZelImageDrawEngine* e, Fuzzer& f, HFONT font)
         break;
     }
     case 22: {
-        const wchar_t* texts[] = {L"W 400 L 40", L"mm^2", L"H_{2}O \\^", L"x^{", L"", L"\u00C5 \u03bc"};
+        static const std::wstring longText(5000, L'W');
+        const wchar_t* texts[] = {L"W 400 L 40", L"mm^2", L"H_{2}O \\^", L"x^{", longText.c_str(), L"\u00C5 \u03bc"};
         const int style = static_cast<int>(f.rng() & 0x1FFFF);
         if (f.Small(0, 1)) {
             ZelImageDrawEngine_DrawString(e, texts[f.Small(0, 5)], f.Coord(), f.Coord(), font, style);

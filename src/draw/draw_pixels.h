@@ -150,6 +150,10 @@ struct ZelDrawAccess {
     {
         e.CheckLineDashOffset(x0, y0, x1, y1);
     }
+    // Text laid out and blended into the target (the font locked).
+    static void DrawLaidOut(ZelImageDrawEngine& e, const zel_draw::Target& t, ZelImageDrawEngine::TextScratch& scratch,
+                            const ZelString& text, int x, int y, int width, int height, HFONT font,
+                            ZelFontObject* normal, ZelFontObject* script, int style);
     // Text scratch memory of the engine (made on first use).
     static ZelImageDrawEngine::TextScratch& Scratch(ZelImageDrawEngine& e);
 };

@@ -80,8 +80,13 @@ int ScriptHeight(int pixels)
     return (7 * pixels + 6) / 10;
 }
 
+// Texts laid out wider than this are neither measured nor drawn (a box of
+// 2^24 pixels is far past any screen; the limit keeps the arithmetic in int).
+constexpr int kMaxTextWidth = 1 << 24;
+
 // Lays the text out (the fonts' family must be locked). Returns false when
-// a font is missing.
+// a font is missing or the text is too wide. Memory shortage throws
+// std::bad_alloc, which the callers turn into drawing nothing.
 bool LayOut(const ZelString& text, ZelFontObject* font, ZelFontObject* script, bool markup, Layout& layout)
 {
     std::vector<Segment> segments;
@@ -122,6 +127,7 @@ bool LayOut(const ZelString& text, ZelFontObject* font, ZelFontObject* script, b
             layout.glyphs.push_back({g, x, baseline});
             x += g->advance;
             previous = g->index;
+            if (x > kMaxTextWidth || x < -kMaxTextWidth) return false;
         }
     }
     layout.width = x;
@@ -188,7 +194,11 @@ void ZelImageDrawEngine::MeasureString(const ZelString& text, HFONT font, int st
     Layout layout;
     {
         ZelFontLock lock(font);
-        if (!LayOut(text, normal, script, (style & TEXT_MARKUP) != 0, layout)) return;
+        try {
+            if (!LayOut(text, normal, script, (style & TEXT_MARKUP) != 0, layout)) return;
+        } catch (const std::bad_alloc&) {
+            return;
+        }
     }
     width = layout.width;
     height = (style & TEXT_CELL_HEIGHT) ? ZelFontGetMetrics(font).pixelHeight : layout.height;
@@ -293,31 +303,44 @@ void ZelImageDrawEngine::DrawStringRect(const ZelString& text, int x, int y, int
     if (!StyleFonts(font, style, text, normal, script)) return;
     TextScratch& scratch = ZelDrawAccess::Scratch(*this);
     ZelFontLock lock(font);
+    try {
+        ZelDrawAccess::DrawLaidOut(*this, t, scratch, text, x, y, width, height, font, normal, script, style);
+    } catch (const std::bad_alloc&) {
+        // Not enough memory for the layout or the coverage box: nothing drawn.
+    }
+}
+
+void ZelDrawAccess::DrawLaidOut(ZelImageDrawEngine& e, const Target& t, ZelImageDrawEngine::TextScratch& scratch,
+                                const ZelString& text, int x, int y, int width, int height, HFONT font,
+                                ZelFontObject* normal, ZelFontObject* script, int style)
+{
+    using Engine = ZelImageDrawEngine;
     Layout& layout = scratch.layout;
-    if (!LayOut(text, normal, script, (style & TEXT_MARKUP) != 0, layout)) return;
-    if (style & TEXT_CELL_HEIGHT) layout.height = ZelFontGetMetrics(font).pixelHeight;
+    if (!LayOut(text, normal, script, (style & Engine::TEXT_MARKUP) != 0, layout)) return;
+    if (style & Engine::TEXT_CELL_HEIGHT) layout.height = ZelFontGetMetrics(font).pixelHeight;
     if (layout.width < 1 || layout.height < 1) return;
 
     // The coverage box, grown by one pixel each way for an outline.
-    const int outline = style & TEXT_OUTLINE;
+    const int outline = style & Engine::TEXT_OUTLINE;
     const int grow = outline ? 1 : 0;
     const int cw = layout.width + 2 * grow, ch = layout.height + 2 * grow;
-    const int rotation = (style & TEXT_ROTATION) >> 13;
+    const int rotation = (style & Engine::TEXT_ROTATION) >> 13;
     const int bw = rotation & 1 ? ch : cw, bh = rotation & 1 ? cw : ch;
 
     const bool anchor = width == INT_MIN && height == INT_MIN;
-    const Placement px =
-        Place(x, anchor ? INT_MIN : width, bw, grow, (style & TEXT_RIGHT) != 0, (style & TEXT_HCENTER) != 0,
-              (style & TEXT_LEFT_SHOW_END) != 0, (style & TEXT_NO_ALIGN_WHEN_WIDER) != 0);
-    const Placement py = Place(y, anchor ? INT_MIN : height, bh, grow, (style & TEXT_BOTTOM) != 0,
-                               (style & TEXT_VCENTER) != 0, (style & TEXT_TOP_SHOW_END) != 0, false);
+    const Placement px = Place(x, anchor ? INT_MIN : width, bw, grow, (style & Engine::TEXT_RIGHT) != 0,
+                               (style & Engine::TEXT_HCENTER) != 0, (style & Engine::TEXT_LEFT_SHOW_END) != 0,
+                               (style & Engine::TEXT_NO_ALIGN_WHEN_WIDER) != 0);
+    const Placement py = Place(y, anchor ? INT_MIN : height, bh, grow, (style & Engine::TEXT_BOTTOM) != 0,
+                               (style & Engine::TEXT_VCENTER) != 0, (style & Engine::TEXT_TOP_SHOW_END) != 0, false);
     const I64 x0 = std::max({px.start, px.visLo, I64(t.left)});
     const I64 x1 = std::min({px.start + px.size - 1, px.visHi, I64(t.right)});
     const I64 y0 = std::max({py.start, py.visLo, I64(t.top)});
     const I64 y1 = std::min({py.start + py.size - 1, py.visHi, I64(t.bottom)});
     if (x0 > x1 || y0 > y1) return;
 
-    // Rasterise into the coverage box.
+    // Rasterise into the coverage box (a box past 2^28 pixels is not drawn).
+    if (static_cast<I64>(cw) * ch > (I64(1) << 28)) return;
     std::vector<unsigned char>& cov = scratch.coverage;
     cov.assign(static_cast<std::size_t>(cw) * ch, 0);
     for (const PlacedGlyph& pg : layout.glyphs) {
@@ -345,12 +368,12 @@ void ZelImageDrawEngine::DrawStringRect(const ZelString& text, int x, int y, int
         for (int v = 0; v < ch; ++v) {
             for (int u = 0; u < cw; ++u) {
                 unsigned m = 0;
-                if (outline == TEXT_SHADOW) {
+                if (outline == Engine::TEXT_SHADOW) {
                     if (u > 0 && v > 0) m = cov[(v - 1) * cw + u - 1];
                 } else {
                     for (int dv = -1; dv <= 1; ++dv) {
                         for (int du = -1; du <= 1; ++du) {
-                            if (outline == TEXT_OUTLINE_CROSS && du && dv) continue;
+                            if (outline == Engine::TEXT_OUTLINE_CROSS && du && dv) continue;
                             const int uu = u + du, vv = v + dv;
                             if (uu >= 0 && uu < cw && vv >= 0 && vv < ch) m = std::max<unsigned>(m, cov[vv * cw + uu]);
                         }
@@ -359,7 +382,7 @@ void ZelImageDrawEngine::DrawStringRect(const ZelString& text, int x, int y, int
                 ring[v * cw + u] = static_cast<unsigned char>(m);
             }
         }
-        blend(ring.data(), Colour(m_borderColour));
+        blend(ring.data(), Colour(e.m_borderColour));
     }
-    blend(cov.data(), Colour(m_colour));
+    blend(cov.data(), Colour(e.m_colour));
 }
