@@ -94,6 +94,19 @@ TEST(DrawBlit, ScaledMappingIsCornerAligned)
             }
         }
     }
+    // An opaque 4-byte source scales to the bytes of its 3-byte twin.
+    std::vector<unsigned char> rgb(7 * 5 * 3), rgba(7 * 5 * 4);
+    for (int i = 0; i < 35; ++i) {
+        for (int c = 0; c < 3; ++c) rgb[3 * i + c] = rgba[4 * i + c] = static_cast<unsigned char>(i * 53 + c * 91);
+        rgba[4 * i + 3] = 255;
+    }
+    DrawCanvas from3(23, 17), from4(23, 17);
+    from3.engine.DrawScaledImage(-2, 1, 26, 15, rgb.data(), 7, 5, 3, 0);
+    from4.engine.DrawScaledImage(-2, 1, 26, 15, rgba.data(), 7, 5, 4, 0);
+    for (int y = 0; y < 17; ++y) {
+        for (int x = 0; x < 23; ++x) ASSERT_EQ(from3.Get(x, y), from4.Get(x, y)) << x << "," << y;
+    }
+
     DrawCanvas fill(6, 6);
     const unsigned char red[3] = {0, 0, 255};
     fill.engine.DrawScaledImage(1, 1, 4, 3, red, 1, 1, 3, 0);

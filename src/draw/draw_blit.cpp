@@ -131,8 +131,17 @@ void BilinearRows(const Target& t, const Source& s, int x0, const std::vector<in
 {
     // Sources without alpha of their own (grey, 3 bytes) are written as they
     // come; the others blend by the interpolated alpha.
-    constexpr bool carriesAlpha = SD == 4 || Pal;
     const int first = cols.front(), last = std::min(cols.back() + 1, s.width - 1);
+    // A 4-byte source whose sampled pixels are all opaque interpolates to
+    // alpha 255 everywhere: it is written like a source without alpha.
+    bool carriesAlpha = Pal;
+    if (SD == 4) {
+        const int rowLast = std::min(rows.back() + 1, s.height - 1);
+        for (int y = rows.front(); y <= rowLast && !carriesAlpha; ++y) {
+            const unsigned char* q = s.Row(y) + 4 * first + 3;
+            for (int x = first; x <= last; ++x, q += 4) carriesAlpha |= *q != 255;
+        }
+    }
     const int n = static_cast<int>(cols.size());
     for (int i = 0; i < n; ++i) {
         scratch.relative[i] = cols[i] - first;
@@ -157,7 +166,7 @@ void BilinearRows(const Target& t, const Source& s, int x0, const std::vector<in
             }
         }
         unsigned char* p = t.At(x0, y0 + static_cast<int>(j));
-        if (DD == 4 && !carriesAlpha) {  // alpha comes out 255
+        if (DD == 4 && !carriesAlpha) {  // alpha comes out 255: straight into the target
             BilinearSpan(scratch.column.data(), scratch.relative.data(), scratch.weights.data(), n, p);
             continue;
         }
