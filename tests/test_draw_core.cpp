@@ -15,7 +15,7 @@ TEST(DrawCore, ColourPackingAndDivision)
     for (unsigned x = 0; x <= 255 * 255 + 255; ++x) ASSERT_EQ(zel_draw::Div255(x), x / 255) << x;
 }
 
-TEST(DrawCore, PixelWriteBlendsAsSpecifiedOnBothDepths)
+TEST(DrawCore, PixelWriteReplacesOrBlendsOnBothDepths)
 {
     struct Row {
         int depth;

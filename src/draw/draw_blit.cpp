@@ -47,8 +47,7 @@ inline void Transfer(unsigned char* p, const Source& s, const unsigned char* row
                 BlendPixel<3>(p, Colour(e[0], e[1], e[2], ea), ea);
             } else {
                 // The colour keeps the weight of the source byte three pixels
-                // on (intended: that is the weighting this blit has always
-                // had); past the row's end the entry's alpha stands in.
+                // on (intended); past the row's end the entry's alpha stands in.
                 const unsigned w = sx + 3 < s.width ? row[sx + 3] : ea;
                 for (int c = 0; c < 3; ++c) p[c] = static_cast<unsigned char>((e[c] * ea + p[c] * (255 - w)) / 255);
                 p[3] = static_cast<unsigned char>(p[3] + Div255((255 - p[3]) * ea));
@@ -321,7 +320,7 @@ void ZelImageDrawEngine::DrawPartialScaledImage(int x, int y, int w, int h, int 
     if (srcW == 1 && srcH == 1) {
         // One source pixel: a filled rectangle of its colour. (A palette
         // entry's bytes are read as red, green, blue here, unlike the blits;
-        // kept as it always was.)
+        // intended.)
         const unsigned char* q = s.Row(srcY) + static_cast<I64>(srcX) * depth;
         std::uint32_t colour;
         if (depth == 1 && s.palette) {

