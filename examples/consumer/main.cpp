@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-int UseDraw();
+bool UseDraw();
 
 int main()
 {
@@ -12,6 +12,6 @@ int main()
     if (!buffer.CreateImage(64, 64, 3)) return 1;
     std::printf("volume %d blocks per slice, buffer stride %d bytes\n", volume.GetBlocksPerSlice(),
                 buffer.GetSizePerLine());
-    if (UseDraw() != 0) return 1;
+    if (!UseDraw()) return 1;
     return 0;
 }

@@ -5,10 +5,10 @@
 #include <climits>
 #include <cstdio>
 
-int UseDraw()
+bool UseDraw()
 {
     ZelImageDrawEngine engine(static_cast<ZelIMemoryAllocator*>(nullptr));
-    if (engine.Resize(64, 48, 4) != 0) return 1;
+    if (engine.Resize(64, 48, 4) != 0) return false;
     ZelImageDrawEngine copy(engine);
     copy = engine;
     engine.ClearImage(ZelImageDrawEngine::ColorFromRGB(0, 0, 0));
@@ -71,7 +71,7 @@ int UseDraw()
     engine.SetExternalImagePtr(pixels, 8, 8, 4, 0);
 
     ZelImageDrawEngine* flat = ZelImageDrawEngine_New();
-    if (!flat || ZelImageDrawEngine_Resize(flat, 32, 16, 3) != 0) return 1;
+    if (!flat || ZelImageDrawEngine_Resize(flat, 32, 16, 3) != 0) return false;
     ZelImageDrawEngine_SetExternalImagePtr(flat, pixels, 8, 8, 4, 0);
     ZelImageDrawEngine_Resize(flat, 32, 16, 3);
     HFONT flatFont = ZelImageDrawEngine_CreateFont(flat, L"DejaVu Sans", 8, 0);
@@ -117,5 +117,5 @@ int UseDraw()
                 ZelImageDrawEngine_GetDepth(flat), static_cast<void*>(ZelImageDrawEngine_GetImagePtr(flat)), offset, w,
                 h);
     ZelImageDrawEngine_Delete(flat);
-    return engine.GetImageBuffer() == nullptr && engine.GetSizePerLine() == 32 && w > 0 ? 0 : 1;
+    return engine.GetImageBuffer() == nullptr && engine.GetSizePerLine() == 32 && w > 0;
 }
