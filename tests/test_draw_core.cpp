@@ -73,6 +73,12 @@ TEST(DrawCore, TargetsAndResizeShortcut)
     e.SetExternalImagePtr(pixels, 2, 3, 3, 0);
     EXPECT_EQ(e.GetSizePerLine(), 6);
 
+    ZelImageBuffer padded;  // 5 x 2 x 3: 16-byte rows, one byte of padding
+    padded.CreateImage(5, 2, 3);
+    e.SetExternalImageBuffer(&padded);
+    e.ClearImage(0xFF808080);
+    EXPECT_EQ(padded.GetDataPtr()[31], 0x80);
+
     ZelImageBuffer buffer;
     buffer.CreateImage(5, 2, 4);
     e.SetExternalImageBuffer(&buffer);

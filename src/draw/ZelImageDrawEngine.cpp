@@ -212,8 +212,10 @@ void ZelImageDrawEngine::ClearImage(std::uint32_t colour)
     const std::size_t rowBytes = static_cast<std::size_t>(t.width) * t.depth;
     const bool uniform = c.b == c.g && c.g == c.r && (t.depth == 3 || c.r == c.a);
     if (uniform && t.stride >= static_cast<std::ptrdiff_t>(rowBytes)) {
-        // One fill, row padding included (but not past the last row).
-        std::memset(t.pixels, static_cast<int>(c.b), static_cast<std::size_t>(t.stride) * (t.height - 1) + rowBytes);
+        // One fill, row padding included; a bare pointer's block may end
+        // with the last pixel, so its last row's padding is left alone.
+        const std::size_t last = m_imageBuffer ? static_cast<std::size_t>(t.stride) : rowBytes;
+        std::memset(t.pixels, static_cast<int>(c.b), static_cast<std::size_t>(t.stride) * (t.height - 1) + last);
         return;
     }
     for (int y = 0; y < t.height; ++y) {
