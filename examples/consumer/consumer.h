@@ -18,3 +18,4 @@ bool UseVolumes();
 bool UseGenerators();
 bool UseConvert();
 bool UseCompose();
+bool UseDraw();

@@ -9,10 +9,8 @@ int main()
         const char* family;
         bool (*use)();
     } families[] = {
-        {"volumes and buffers", UseVolumes},
-        {"generators", UseGenerators},
-        {"display conversions", UseConvert},
-        {"fusion and rotation", UseCompose},
+        {"volumes and buffers", UseVolumes}, {"generators", UseGenerators}, {"display conversions", UseConvert},
+        {"fusion and rotation", UseCompose}, {"drawing", UseDraw},
     };
     for (const auto& f : families) {
         if (!f.use()) {
