@@ -15,6 +15,6 @@ cmake --build "$scratch/consumer" >/dev/null
 libdir=$(find "$scratch/prefix" -name ZelImageGenerator.pc -printf '%h\n' | head -n 1)
 export PKG_CONFIG_PATH="$libdir"
 # shellcheck disable=SC2046
-g++ -std=c++17 examples/consumer/main.cpp -o "$scratch/consumer-pc" $(pkg-config --cflags --libs ZelImageGenerator)
+g++ -std=c++17 examples/consumer/*.cpp -o "$scratch/consumer-pc" $(pkg-config --cflags --libs ZelImageGenerator)
 LD_LIBRARY_PATH="$(pkg-config --variable=libdir ZelImageGenerator)" "$scratch/consumer-pc"
 echo "install check: CMake package and pkg-config both work"

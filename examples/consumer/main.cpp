@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+int UsePath();
+
 int main()
 {
     ZelImage<short> volume;
@@ -10,5 +12,5 @@ int main()
     if (!buffer.CreateImage(64, 64, 3)) return 1;
     std::printf("volume %d blocks per slice, buffer stride %d bytes\n", volume.GetBlocksPerSlice(),
                 buffer.GetSizePerLine());
-    return 0;
+    return UsePath();
 }
