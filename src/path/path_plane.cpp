@@ -15,10 +15,11 @@ namespace {
 constexpr double kParallelTangents = 0.99999;
 
 // Number of planes for a curve of length `length` at `pitch`: the length over
-// the pitch truncated, at least 2, and no more than an int holds.
+// the pitch truncated, at least 2, and no more than an int holds. A pitch
+// that is not positive, or a length that is not finite, gives 2.
 int PlaneCount(double length, double pitch)
 {
-    if (!(pitch > 0.0)) return 2;
+    if (!(pitch > 0.0) || !std::isfinite(length)) return 2;
     const double count = length / pitch;
     if (!(count >= 2.0)) return 2;
     return count < static_cast<double>(INT_MAX) ? static_cast<int>(count) : INT_MAX;

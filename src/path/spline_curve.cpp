@@ -342,7 +342,9 @@ int ZelSplineCurve<T>::Build(const std::vector<T>& points)
     m_controlParameters.assign(points.size(), 0.0);
     for (std::size_t i = 0; i < points.size(); ++i) {
         const double parameter = m_controlSpline.GetParameter(static_cast<int>(i));
-        if (parameter == -1.0 || parameter == 0.0 || parameter == 1.0) {
+        // -1, 0 and 1 are kept; so is anything outside (0, 1), which only a
+        // curve through an infinite coordinate gives.
+        if (!(parameter > 0.0 && parameter < 1.0)) {
             m_controlParameters[i] = parameter;
             continue;
         }
