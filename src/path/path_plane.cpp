@@ -25,6 +25,41 @@ int PlaneCount(double length, double pitch)
     return count < static_cast<double>(INT_MAX) ? static_cast<int>(count) : INT_MAX;
 }
 
+// Lays `count` planes at parameters i / (count - 1) of the curve. The first
+// frame takes axisU from up; each further one is the previous frame turned
+// by the rotation that takes the previous tangent to the new one. Every
+// vector is rounded to float as it is stored, and the next plane starts from
+// the stored values.
+void LayPlanes(const ZelSplineCurve<Zel3DVector<float>>& curve, int count, double tangentSpan,
+               const Zel3DVector<float>& up, std::vector<ZelPlaneData>& planes)
+{
+    planes.reserve(static_cast<std::size_t>(count));
+    Vec3 previousTangent{0.0, 0.0, 0.0};
+    Vec3 u{0.0, 0.0, 0.0};
+    Vec3 v{0.0, 0.0, 0.0};
+    for (int i = 0; i < count; ++i) {
+        const double t = static_cast<double>(i) / (count - 1);
+        const Zel3DVector<float> position = curve.Evaluate(t);
+        const Zel3DVector<float> back = curve.Evaluate(t - tangentSpan <= 0.0 ? 0.0 : t - tangentSpan);
+        const Zel3DVector<float> front = curve.Evaluate(t + tangentSpan >= 1.0 ? 1.0 : t + tangentSpan);
+        const Vec3 tangent = Widen(Narrow(Normalise(Widen(front) - Widen(back))));
+        if (i == 0) {
+            v = Widen(Narrow(Normalise(Cross(tangent, Widen(up)))));
+            u = Widen(Narrow(Normalise(Cross(v, tangent))));
+        } else {
+            const double cosine = Dot(tangent, previousTangent);
+            if (cosine < kParallelTangents) {
+                const Mat3 r =
+                    AxisRotation(Normalise(Cross(previousTangent, tangent)), std::acos(std::max(-1.0, cosine)));
+                u = Widen(Narrow(r * u));
+                v = Widen(Narrow(r * v));
+            }
+        }
+        previousTangent = tangent;
+        planes.push_back({position, Narrow(tangent), Narrow(u), Narrow(v), 0.0f});
+    }
+}
+
 }  // namespace
 
 ZelPathPlane::~ZelPathPlane() = default;
@@ -50,48 +85,17 @@ bool ZelPathPlane::UpdatePlaneData(float angle, double pitch, double tangentSpan
 {
     if (!m_referenceExternalData) {
         if (m_path == nullptr) return false;
-        bool force = false;
-        bool rebuild = true;
-        if (m_path->GetUpdatePointsCounter() == m_pathCounter) {
-            if (pitch == m_pitch)
-                rebuild = false;
-            else
-                force = true;
-        }
-        if (rebuild) {
+        const bool samePath = m_path->GetUpdatePointsCounter() == m_pathCounter;
+        if (!samePath || pitch != m_pitch) {
             m_planes.clear();
             m_rotationAngle = angle;
             m_pitch = pitch;
             m_pathCounter = m_path->GetUpdatePointsCounter();
             const ZelSplineCurve<Zel3DVector<float>>& curve = m_path->GetSplineCurveObject();
-            const int count = PlaneCount(curve.GetLength(), pitch);
-            m_planes.reserve(static_cast<std::size_t>(count));
-            Vec3 previousTangent{0.0, 0.0, 0.0};
-            Vec3 u{0.0, 0.0, 0.0};
-            Vec3 v{0.0, 0.0, 0.0};
-            for (int i = 0; i < count; ++i) {
-                const double t = static_cast<double>(i) / (count - 1);
-                const Zel3DVector<float> position = curve.Evaluate(t);
-                const Zel3DVector<float> back = curve.Evaluate(t - tangentSpan <= 0.0 ? 0.0 : t - tangentSpan);
-                const Zel3DVector<float> front = curve.Evaluate(t + tangentSpan >= 1.0 ? 1.0 : t + tangentSpan);
-                const Vec3 tangent = Widen(Narrow(Normalise(Widen(front) - Widen(back))));
-                if (i == 0) {
-                    v = Widen(Narrow(Normalise(Cross(tangent, Widen(up)))));
-                    u = Widen(Narrow(Normalise(Cross(v, tangent))));
-                } else {
-                    // Parallel transport: turn the previous axes by the
-                    // rotation that takes the previous tangent to this one.
-                    const double cosine = Dot(tangent, previousTangent);
-                    if (cosine < kParallelTangents) {
-                        const Mat3 r = AxisRotation(Normalise(Cross(previousTangent, tangent)), std::acos(cosine));
-                        u = Widen(Narrow(r * u));
-                        v = Widen(Narrow(r * v));
-                    }
-                }
-                previousTangent = tangent;
-                m_planes.push_back({position, Narrow(tangent), Narrow(u), Narrow(v), 0.0f});
-            }
-            UpdateInterpolationObject(force);
+            LayPlanes(curve, PlaneCount(curve.GetLength(), pitch), tangentSpan, up, m_planes);
+            // On the same path only the pitch changed, which the counters do
+            // not show: the interpolation is forced.
+            UpdateInterpolationObject(samePath);
             return true;
         }
     }
