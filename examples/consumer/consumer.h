@@ -19,3 +19,4 @@ bool UseGenerators();
 bool UseConvert();
 bool UseCompose();
 bool UseDraw();
+bool UsePath();

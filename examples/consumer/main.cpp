@@ -10,7 +10,7 @@ int main()
         bool (*use)();
     } families[] = {
         {"volumes and buffers", UseVolumes}, {"generators", UseGenerators}, {"display conversions", UseConvert},
-        {"fusion and rotation", UseCompose}, {"drawing", UseDraw},
+        {"fusion and rotation", UseCompose}, {"drawing", UseDraw},          {"paths", UsePath},
     };
     for (const auto& f : families) {
         if (!f.use()) {
