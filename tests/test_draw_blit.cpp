@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "draw/draw_rows.h"
+#include "generators/dispatch.h"
 
 #include "draw_test_helpers.h"
 
@@ -142,22 +143,13 @@ TEST(DrawBlit, VectorRowsEqualPlainRows)
     const auto byte = [&] { return static_cast<unsigned char>(rng()); };
     for (int trial = 0; trial < 300; ++trial) {
         const int n = 1 + trial % 37;
-        std::vector<unsigned char> coverage(n), a(4 * n), r0(4 * n + 4), r1(4 * n + 4);
+        std::vector<unsigned char> coverage(n), r0(4 * n + 4), r1(4 * n + 4), pixels(4 * n);
         for (auto& c : coverage) c = trial % 3 ? byte() : static_cast<unsigned char>(byte() & 0x81);
-        for (auto& v : a) v = byte();
+        for (auto& v : pixels) v = byte();
         for (auto& v : r0) v = byte();
         for (auto& v : r1) v = byte();
-        std::vector<unsigned char> b = a;
         const zel_draw::Colour colour(static_cast<std::uint32_t>(rng()) | (trial % 2 ? 0xFF000000u : 0));
-        zel_draw::BlendCoverageRow4(a.data(), coverage.data(), n, colour);
-        zel_draw::BlendCoverageRow4Plain(b.data(), coverage.data(), n, colour);
-        ASSERT_EQ(a, b) << trial;
-
         const unsigned fy = rng() % 256;
-        std::vector<std::uint16_t> c0(4 * (n + 2)), c1(4 * (n + 2));
-        zel_draw::BilinearColumns4(r0.data(), r1.data(), n + 1, fy, c0.data());
-        zel_draw::BilinearColumns4Plain(r0.data(), r1.data(), n + 1, fy, c1.data());
-        ASSERT_EQ(c0, c1) << trial;
         std::vector<int> cols(n);
         std::vector<std::uint16_t> weights(8 * n);
         for (int i = 0; i < n; ++i) {
@@ -165,9 +157,23 @@ TEST(DrawBlit, VectorRowsEqualPlainRows)
             const unsigned fx = rng() % 256;
             for (int c = 0; c < 4; ++c) weights[8 * i + c] = 256 - fx, weights[8 * i + 4 + c] = fx;
         }
-        std::vector<unsigned char> o0(4 * n), o1(4 * n);
-        zel_draw::BilinearSpan(c0.data(), cols.data(), weights.data(), n, o0.data());
-        zel_draw::BilinearSpanPlain(c0.data(), cols.data(), weights.data(), n, o1.data());
-        ASSERT_EQ(o0, o1) << trial;
+        // Every kernel once with the vector code allowed, once forced plain.
+        struct Out {
+            std::vector<unsigned char> blended;
+            std::vector<std::uint16_t> columns;
+            std::vector<unsigned char> span;
+        } out[2];
+        for (int k = 0; k < 2; ++k) {
+            const ZelSimdCapScope cap(k == 0 ? ZelSimd::kAvx2 : ZelSimd::kScalar);
+            out[k].blended = pixels;
+            zel_draw::BlendCoverageRow4(out[k].blended.data(), coverage.data(), n, colour);
+            out[k].columns.assign(4 * (n + 2), 0);
+            zel_draw::BilinearColumns4(r0.data(), r1.data(), n + 1, fy, out[k].columns.data());
+            out[k].span.assign(4 * n, 0);
+            zel_draw::BilinearSpan(out[0].columns.data(), cols.data(), weights.data(), n, out[k].span.data());
+        }
+        ASSERT_EQ(out[0].blended, out[1].blended) << trial;
+        ASSERT_EQ(out[0].columns, out[1].columns) << trial;
+        ASSERT_EQ(out[0].span, out[1].span) << trial;
     }
 }

@@ -2,11 +2,15 @@
 
 #include <cstring>
 
-#if defined(__SSE2__)
+#include "generators/dispatch.h"
+
+#if ZEL_HAVE_SSE2
 #include <emmintrin.h>
 #endif
 
 namespace zel_draw {
+
+namespace {
 
 void BlendCoverageRow4Plain(unsigned char* p, const unsigned char* coverage, int n, const Colour& colour)
 {
@@ -36,9 +40,7 @@ void BilinearColumns4Plain(const unsigned char* r0, const unsigned char* r1, int
     for (int i = 0; i < 4 * count; ++i) out[i] = static_cast<std::uint16_t>(r0[i] * (256 - fy) + r1[i] * fy);
 }
 
-#if defined(__SSE2__)
-
-namespace {
+#if ZEL_HAVE_SSE2
 
 // x / 255 truncated, for 16-bit lanes x <= 65025.
 inline __m128i Div255x8(__m128i x)
@@ -47,9 +49,7 @@ inline __m128i Div255x8(__m128i x)
     return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(x, one), _mm_srli_epi16(x, 8)), 8);
 }
 
-}  // namespace
-
-void BlendCoverageRow4(unsigned char* p, const unsigned char* coverage, int n, const Colour& colour)
+void BlendCoverageRow4Sse2(unsigned char* p, const unsigned char* coverage, int n, const Colour& colour)
 {
     // The alpha byte follows the same blend with a source of 255:
     // d + (255 - d) a / 255 == (255 a + d (255 - a)) / 255 in integers.
@@ -82,8 +82,6 @@ void BlendCoverageRow4(unsigned char* p, const unsigned char* coverage, int n, c
     BlendCoverageRow4Plain(p + 4 * i, coverage + i, n - i, colour);
 }
 
-namespace {
-
 // Pixel i's four channels as 32-bit sums c0 * (256 - fx) + c1 * fx.
 inline __m128i BilinearSums(const std::uint16_t* column, int col, const std::uint16_t* weights)
 {
@@ -94,9 +92,8 @@ inline __m128i BilinearSums(const std::uint16_t* column, int col, const std::uin
     return _mm_srli_epi32(_mm_add_epi32(_mm_unpacklo_epi16(lo, hi), _mm_unpackhi_epi16(lo, hi)), 16);
 }
 
-}  // namespace
-
-void BilinearSpan(const std::uint16_t* column, const int* cols, const std::uint16_t* weights, int n, unsigned char* out)
+void BilinearSpanSse2(const std::uint16_t* column, const int* cols, const std::uint16_t* weights, int n,
+                      unsigned char* out)
 {
     int i = 0;
     for (; i + 2 <= n; i += 2, out += 8) {
@@ -108,7 +105,7 @@ void BilinearSpan(const std::uint16_t* column, const int* cols, const std::uint1
     if (i < n) BilinearSpanPlain(column, cols + i, weights + 8 * i, n - i, out);
 }
 
-void BilinearColumns4(const unsigned char* r0, const unsigned char* r1, int count, unsigned fy, std::uint16_t* out)
+void BilinearColumns4Sse2(const unsigned char* r0, const unsigned char* r1, int count, unsigned fy, std::uint16_t* out)
 {
     // Products stay below 2^16: 255 * 256.
     const __m128i zero = _mm_setzero_si128();
@@ -127,23 +124,33 @@ void BilinearColumns4(const unsigned char* r0, const unsigned char* r1, int coun
     BilinearColumns4Plain(r0 + 4 * i, r1 + 4 * i, count - i, fy, out + 4 * i);
 }
 
-#else
+#endif
 
-void BilinearColumns4(const unsigned char* r0, const unsigned char* r1, int count, unsigned fy, std::uint16_t* out)
-{
-    BilinearColumns4Plain(r0, r1, count, fy, out);
-}
+}  // namespace
 
+// The vector rows where the dispatch allows SSE2, else the plain twins.
 void BlendCoverageRow4(unsigned char* p, const unsigned char* coverage, int n, const Colour& colour)
 {
+#if ZEL_HAVE_SSE2
+    if (ZelSimdAllows(ZelSimd::kSse2)) return BlendCoverageRow4Sse2(p, coverage, n, colour);
+#endif
     BlendCoverageRow4Plain(p, coverage, n, colour);
 }
 
 void BilinearSpan(const std::uint16_t* column, const int* cols, const std::uint16_t* weights, int n, unsigned char* out)
 {
+#if ZEL_HAVE_SSE2
+    if (ZelSimdAllows(ZelSimd::kSse2)) return BilinearSpanSse2(column, cols, weights, n, out);
+#endif
     BilinearSpanPlain(column, cols, weights, n, out);
 }
 
+void BilinearColumns4(const unsigned char* r0, const unsigned char* r1, int count, unsigned fy, std::uint16_t* out)
+{
+#if ZEL_HAVE_SSE2
+    if (ZelSimdAllows(ZelSimd::kSse2)) return BilinearColumns4Sse2(r0, r1, count, fy, out);
 #endif
+    BilinearColumns4Plain(r0, r1, count, fy, out);
+}
 
 }  // namespace zel_draw

@@ -1,5 +1,5 @@
-// Row kernels of the drawing engine with an SSE2 path and a plain twin that
-// gives the same bytes (the tests compare them).
+// Row kernels of the drawing engine: an SSE2 path where the dispatch allows
+// it, else a plain twin that gives the same bytes (the tests compare them).
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,6 @@ namespace zel_draw {
 // Blends `colour` into n pixels of 4 bytes, pixel i with weight
 // coverage[i] * alpha / 255, by the pixel write.
 void BlendCoverageRow4(unsigned char* pixels, const unsigned char* coverage, int n, const Colour& colour);
-void BlendCoverageRow4Plain(unsigned char* pixels, const unsigned char* coverage, int n, const Colour& colour);
 
 // The horizontal pass of the bilinear blit: destination pixel i takes
 // (c0 * (256 - fx) + c1 * fx) >> 16 per channel, where c0 and c1 are the
@@ -20,13 +19,9 @@ void BlendCoverageRow4Plain(unsigned char* pixels, const unsigned char* coverage
 // fx four times. Writes the four result bytes of each pixel to out.
 void BilinearSpan(const std::uint16_t* column, const int* cols, const std::uint16_t* weights, int n,
                   unsigned char* out);
-void BilinearSpanPlain(const std::uint16_t* column, const int* cols, const std::uint16_t* weights, int n,
-                       unsigned char* out);
 
 // The vertical pass for 4-byte sources: out[4 k + c] = r0 * (256 - fy) +
 // r1 * fy for the bytes of `count` pixels of two source rows.
 void BilinearColumns4(const unsigned char* r0, const unsigned char* r1, int count, unsigned fy, std::uint16_t* out);
-void BilinearColumns4Plain(const unsigned char* r0, const unsigned char* r1, int count, unsigned fy,
-                           std::uint16_t* out);
 
 }  // namespace zel_draw

@@ -15,14 +15,12 @@
 #include <vector>
 
 #include "ZelPathPlane.h"
+#include "generators/dispatch.h"
 #include "path/frame_math.h"
 #include "path/uniformalize_kernels.h"
 
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
-#define ZEL_PATH_AVX2 1
+#if ZEL_HAVE_AVX2
 #include <immintrin.h>
-#else
-#define ZEL_PATH_AVX2 0
 #endif
 
 namespace zel_path {
@@ -40,10 +38,10 @@ double PairTermScalar(const Ring& p, const Ring& q, double d)
     return sum;
 }
 
-#if ZEL_PATH_AVX2
+#if ZEL_HAVE_AVX2
 namespace {
 
-__attribute__((target("avx2"))) double PairTermAvx2(const Ring& p, const Ring& q, double d)
+ZEL_TARGET_AVX2 double PairTermAvx2(const Ring& p, const Ring& q, double d)
 {
     alignas(32) double term[kRingPoints];
     const __m256d distance = _mm256_set1_pd(d);
@@ -67,8 +65,8 @@ __attribute__((target("avx2"))) double PairTermAvx2(const Ring& p, const Ring& q
 
 PairTermKernel SelectPairTerm()
 {
-#if ZEL_PATH_AVX2
-    if (__builtin_cpu_supports("avx2")) return PairTermAvx2;
+#if ZEL_HAVE_AVX2
+    if (ZelSimdAllows(ZelSimd::kAvx2)) return PairTermAvx2;
 #endif
     return PairTermScalar;
 }

@@ -21,7 +21,7 @@ double PairTermScalar(const Ring& p, const Ring& q, double d);
 
 using PairTermKernel = double (*)(const Ring& p, const Ring& q, double d);
 
-// The fastest twin this processor runs.
+// The fastest twin the dispatch allows on this processor.
 PairTermKernel SelectPairTerm();
 
 }  // namespace zel_path
