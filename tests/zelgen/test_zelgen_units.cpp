@@ -1,5 +1,5 @@
 // Pieces of zelgen that need no generator: option parsing, NIfTI header
-// checks, series names, the orientation solver and the PNG writer.
+// checks, series names, the orientation solver, the PNG writer and colours.
 #include <gtest/gtest.h>
 #include <png.h>
 #include <unistd.h>
@@ -12,6 +12,7 @@
 #include <tuple>
 #include <vector>
 
+#include "colour.h"
 #include "nifti1.h"
 #include "options.h"
 #include "orientation.h"
@@ -52,6 +53,53 @@ TEST(ZelgenOptions, ParsesValuesInBothSpellings)
     EXPECT_EQ(soft.picture.windowWidth, FindWindowPreset("soft-tissue")->width);
     EXPECT_TRUE(Parse("--zoom 2 --help", h, help, error));
     EXPECT_TRUE(help);
+}
+
+TEST(ZelgenColour, TablesTakeRealValuesToStoredOnes)
+{
+    // Real = stored / 2 - 10; a falling scale turns ranges round.
+    const std::vector<ColourTableEntry> entries = {
+        {0, 0, {1, 0, 0, 1}},        // stored 20
+        {1, 2, {0, 1, 0, 0.5f}},     // stored 22..24
+        {0.3, 0.3, {0, 0, 1, 1}},    // no stored value is 0.3: the nearest, 21
+        {1.5, 1.5, {1, 1, 1, 1}},    // a later line wins
+        {-1e9, -1e8, {1, 1, 1, 1}},  // below everything the file can hold
+    };
+    struct Case {
+        double slope, intercept;
+        int stored;
+        float bgra[4];
+    };
+    const Case cases[] = {
+        {0.5, -10, 19, {0, 0, 0, 0}},    {0.5, -10, 20, {0, 0, 1, 1}},     {0.5, -10, 21, {1, 0, 0, 1}},
+        {0.5, -10, 22, {0, 1, 0, 0.5f}}, {0.5, -10, 23, {1, 1, 1, 1}},     {0.5, -10, 24, {0, 1, 0, 0.5f}},
+        {0.5, -10, 25, {0, 0, 0, 0}},    {0.5, -10, -32768, {0, 0, 0, 0}}, {-1, 0, -1, {0, 1, 0, 0.5f}},
+        {-1, 0, -2, {1, 1, 1, 1}},       {-1, 0, -3, {0, 0, 0, 0}},        {-1, 0, 0, {1, 0, 0, 1}},
+    };
+    for (const Case& c : cases) {
+        const std::vector<ZelRGBABase<float>> table =
+            ColourTableByStoredValue(entries, ValueScale{c.slope, c.intercept});
+        const ZelRGBABase<float>& e = table[static_cast<std::size_t>(c.stored + kColourTableZero)];
+        EXPECT_EQ(std::make_tuple(e.r, e.g, e.b, e.a), std::make_tuple(c.bgra[0], c.bgra[1], c.bgra[2], c.bgra[3]))
+            << c.slope << " " << c.stored;
+    }
+}
+
+TEST(ZelgenColour, LabelColoursAreDistinctAndNeverGrey)
+{
+    std::vector<std::tuple<int, int, int>> seen;
+    for (int rank = 0; rank < 400; ++rank) {
+        float rgb[3];
+        LabelColour(rank, rgb);
+        const auto bytes = std::make_tuple(static_cast<int>(rgb[0] * 255), static_cast<int>(rgb[1] * 255),
+                                           static_cast<int>(rgb[2] * 255));
+        EXPECT_EQ(std::find(seen.begin(), seen.end(), bytes), seen.end()) << rank;
+        EXPECT_GT(*std::max_element(rgb, rgb + 3) - *std::min_element(rgb, rgb + 3), 0.4f) << rank;
+        seen.push_back(bytes);
+    }
+    for (const char* name : {"grey", "gray", "hot", "cool", "jet", "rainbow", "viridis"})
+        EXPECT_NE(FindPalette(name), nullptr) << name;
+    EXPECT_EQ(FindPalette("Hot"), nullptr);
 }
 
 TEST(ZelgenSeries, FileNames)

@@ -66,30 +66,114 @@ void VesselCentre(float w, float& u, float& v)
     v = 0.20f * std::cos(1.9f * w) - 0.05f;
 }
 
-short Tissue(float u, float v, float w)
+// What lies at (u, v, w) apart from the vessel: its structure and value.
+struct Voxel {
+    unsigned char label;
+    short value;
+};
+
+Voxel Tissue(float u, float v, float w)
 {
     for (int side = 0; side < 2; ++side)
         if (kOrbits[side].Radius2(u, v, w) <= 1.0f) {
-            if (kLenses[side].Radius2(u, v, w) <= 1.0f) return 95;
-            if (kEyes[side].Radius2(u, v, w) <= 1.0f) return 12;
-            return kHead.Radius2(u, v, w) > 1.0f ? -1000 : -90;  // orbital fat
+            if (kLenses[side].Radius2(u, v, w) <= 1.0f) return {ZEL_PHANTOM_LENS, 95};
+            if (kEyes[side].Radius2(u, v, w) <= 1.0f) return {ZEL_PHANTOM_EYE, 12};
+            if (kHead.Radius2(u, v, w) > 1.0f) return {ZEL_PHANTOM_AIR, -1000};
+            return {ZEL_PHANTOM_ORBITAL_FAT, -90};
         }
-    if (kNose.Radius2(u, v, w) <= 1.0f) return 40;
-    if (kHead.Radius2(u, v, w) > 1.0f) return -1000;
+    if (kNose.Radius2(u, v, w) <= 1.0f) return {ZEL_PHANTOM_NOSE, 40};
+    if (kHead.Radius2(u, v, w) > 1.0f) return {ZEL_PHANTOM_AIR, -1000};
     const float outer = kSkullOuter.Radius2(u, v, w);
-    if (outer > 1.0f) return 40;  // scalp
+    if (outer > 1.0f) return {ZEL_PHANTOM_SCALP, 40};
     if (kSkullInner.Radius2(u, v, w) > 1.0f) {
         // Cortical tables on both sides of a softer diploe.
         const float inner = kSkullInner.Radius2(u, v, w);
         const float t = (outer - 1.0f) / (inner - outer + 1e-6f);  // 0 at the inner table .. -1 at the outer one
-        return (t > -0.3f || t < -0.7f) ? 1400 : 700;
+        return {ZEL_PHANTOM_SKULL, static_cast<short>((t > -0.3f || t < -0.7f) ? 1400 : 700)};
     }
-    short value = kWhiteMatter.Radius2(u, v, w) <= 1.0f ? 28 : 38;
+    Voxel voxel = kWhiteMatter.Radius2(u, v, w) <= 1.0f ? Voxel{ZEL_PHANTOM_WHITE_MATTER, 28}
+                                                        : Voxel{ZEL_PHANTOM_GREY_MATTER, 38};
     for (const Ellipsoid& e : kVentricles)
-        if (e.Radius2(u, v, w) <= 1.0f) value = 6;
+        if (e.Radius2(u, v, w) <= 1.0f) voxel = {ZEL_PHANTOM_VENTRICLE, 6};
     for (const Lesion& l : kLesions)
-        if (l.shape.Radius2(u, v, w) <= 1.0f) value = l.value;
-    return value;
+        if (l.shape.Radius2(u, v, w) <= 1.0f) voxel = {ZEL_PHANTOM_LESION, l.value};
+    return voxel;
+}
+
+// The field of view is isotropic in millimetres, so the phantom keeps its
+// shape whatever the grid: coordinates are scaled by the larger half extent.
+struct Field {
+    float fx, fy, fz, half;
+    float vesselRadius2;
+
+    explicit Field(const ZelPhantomOptions& o)
+        : fx(o.sizeX * o.spacingX),
+          fy(o.sizeY * o.spacingY),
+          fz(o.sizeZ * o.spacingZ),
+          half(0.5f * std::max(fx, std::max(fy, fz)))
+    {
+        const float radius = 2.2f / half;  // 2.2 mm
+        vesselRadius2 = radius * radius;
+    }
+    // Normalised coordinates of a voxel position (voxel units, centres at
+    // whole numbers) along one axis.
+    float U(float x, const ZelPhantomOptions& o) const { return ((x + 0.5f) * o.spacingX - 0.5f * fx) / half; }
+    float V(float y, const ZelPhantomOptions& o) const { return ((y + 0.5f) * o.spacingY - 0.5f * fy) / half; }
+    float W(float z, const ZelPhantomOptions& o) const { return ((z + 0.5f) * o.spacingZ - 0.5f * fz) / half; }
+    // The vessel's centre at height w.
+    void Vessel(float w, float& vu, float& vv) const
+    {
+        VesselCentre(w * half / (0.5f * fz), vu, vv);
+        vu *= 0.5f * fx / half;
+        vv *= 0.5f * fy / half;
+    }
+};
+
+// The structure and value at (u, v, w), the vessel included; (vu, vv) is the
+// vessel's centre at that height.
+Voxel Structure(const Field& field, float u, float v, float w, float vu, float vv)
+{
+    Voxel voxel = Tissue(u, v, w);
+    // The vessel runs through soft tissue and the diploe, never air or cortical bone.
+    if (voxel.value > -1000 && voxel.value < 1000) {
+        const float du = u - vu, dv = v - vv;
+        if (du * du + dv * dv <= field.vesselRadius2) voxel = {ZEL_PHANTOM_VESSEL, 330};
+    }
+    return voxel;
+}
+
+// Calls f(x, y, z, voxel) for every voxel centre of the grid, slices spread
+// over the processors.
+template <class F>
+void ForEachVoxel(const ZelPhantomOptions& o, F&& f)
+{
+    const Field field(o);
+    ZelParallelSplit(o.sizeZ, ZelCPUController::GetAvailableCPUNumInThread(), [&](int z0, int z1) {
+        std::vector<float> us(static_cast<std::size_t>(o.sizeX));
+        for (int x = 0; x < o.sizeX; ++x) us[static_cast<std::size_t>(x)] = field.U(static_cast<float>(x), o);
+        for (int z = z0; z < z1; ++z) {
+            const float w = field.W(static_cast<float>(z), o);
+            float vu, vv;
+            field.Vessel(w, vu, vv);
+            for (int y = 0; y < o.sizeY; ++y) {
+                const float v = field.V(static_cast<float>(y), o);
+                for (int x = 0; x < o.sizeX; ++x)
+                    f(x, y, z, Structure(field, us[static_cast<std::size_t>(x)], v, w, vu, vv));
+            }
+        }
+    });
+}
+
+template <class T>
+ZelImage<T>* Allocated(const ZelPhantomOptions& o)
+{
+    auto* image = new ZelImage<T>();
+    if (image->Allocate(o.alignment, o.sizeX, o.sizeY, o.sizeZ) != 0) {
+        delete image;
+        return nullptr;
+    }
+    image->SetImageScale({o.spacingX, o.spacingY, o.spacingZ});
+    return image;
 }
 
 }  // namespace
@@ -105,46 +189,57 @@ void ZelPhantomVesselCentre(const ZelPhantomOptions& o, float z, float& x, float
 
 ZelImage<short>* ZelMakeHeadPhantom(const ZelPhantomOptions& o)
 {
-    auto* image = new ZelImage<short>();
-    if (image->Allocate(o.alignment, o.sizeX, o.sizeY, o.sizeZ) != 0) {
-        delete image;
-        return nullptr;
-    }
-    image->SetImageScale({o.spacingX, o.spacingY, o.spacingZ});
+    ZelImage<short>* image = Allocated<short>(o);
+    if (!image) return nullptr;
     const ZelVoxelAddressing at(*image);
     short* data = image->GetDataPtr();
+    ForEachVoxel(o, [&](int x, int y, int z, Voxel voxel) {
+        data[at(x, y, z)] = static_cast<short>(voxel.value + (o.noise && voxel.value > -1000 ? Noise(x, y, z) : 0));
+    });
+    return image;
+}
 
-    // The field of view is isotropic in millimetres, so the phantom keeps its
-    // shape whatever the spacing: coordinates are scaled by the larger half
-    // extent.
-    const float fx = o.sizeX * o.spacingX, fy = o.sizeY * o.spacingY, fz = o.sizeZ * o.spacingZ;
-    const float half = 0.5f * std::max(fx, std::max(fy, fz));
-    const float vesselRadius = 2.2f / half;  // 2.2 mm
+ZelImage<unsigned char>* ZelMakeHeadPhantomLabels(const ZelPhantomOptions& o)
+{
+    ZelImage<unsigned char>* image = Allocated<unsigned char>(o);
+    if (!image) return nullptr;
+    const ZelVoxelAddressing at(*image);
+    unsigned char* data = image->GetDataPtr();
+    ForEachVoxel(o, [&](int x, int y, int z, Voxel voxel) { data[at(x, y, z)] = voxel.label; });
+    return image;
+}
 
+ZelImage<short>* ZelMakeHeadPhantomUptake(const ZelPhantomOptions& o)
+{
+    // Relative uptake per structure: a glucose-like tracer, high in grey
+    // matter and in the lesions, low in white matter, bone and fluid.
+    static const short kUptake[ZEL_PHANTOM_STRUCTURES] = {0, 20, 10, 100, 30, 5, 400, 60, 25, 10, 10, 20};
+    ZelImage<short>* image = Allocated<short>(o);
+    if (!image) return nullptr;
+    const ZelVoxelAddressing at(*image);
+    short* data = image->GetDataPtr();
+    const Field field(o);
+    // Each voxel averages 4 x 4 x 4 points inside it: the partial volume of a
+    // coarse scanner, so edges are soft as in a real PET.
+    const int n = 4;
     ZelParallelSplit(o.sizeZ, ZelCPUController::GetAvailableCPUNumInThread(), [&](int z0, int z1) {
-        std::vector<float> us(static_cast<std::size_t>(o.sizeX));
-        for (int x = 0; x < o.sizeX; ++x)
-            us[static_cast<std::size_t>(x)] = ((x + 0.5f) * o.spacingX - 0.5f * fx) / half;
-        for (int z = z0; z < z1; ++z) {
-            const float w = ((z + 0.5f) * o.spacingZ - 0.5f * fz) / half;
-            float vu, vv;
-            VesselCentre(w * half / (0.5f * fz), vu, vv);
-            vu *= 0.5f * fx / half;
-            vv *= 0.5f * fy / half;
-            for (int y = 0; y < o.sizeY; ++y) {
-                const float v = ((y + 0.5f) * o.spacingY - 0.5f * fy) / half;
+        for (int z = z0; z < z1; ++z)
+            for (int y = 0; y < o.sizeY; ++y)
                 for (int x = 0; x < o.sizeX; ++x) {
-                    const float u = us[static_cast<std::size_t>(x)];
-                    int value = Tissue(u, v, w);
-                    if (value > -1000 && value < 1000) {
-                        const float du = u - vu, dv = v - vv;
-                        if (du * du + dv * dv <= vesselRadius * vesselRadius) value = 330;
+                    int sum = 0;
+                    for (int k = 0; k < n; ++k) {
+                        const float w = field.W(z + (k + 0.5f) / n - 0.5f, o);
+                        float vu, vv;
+                        field.Vessel(w, vu, vv);
+                        for (int j = 0; j < n; ++j)
+                            for (int i = 0; i < n; ++i) {
+                                const Voxel voxel = Structure(field, field.U(x + (i + 0.5f) / n - 0.5f, o),
+                                                              field.V(y + (j + 0.5f) / n - 0.5f, o), w, vu, vv);
+                                sum += kUptake[voxel.label];
+                            }
                     }
-                    if (o.noise && value > -1000) value += Noise(x, y, z);
-                    data[at(x, y, z)] = static_cast<short>(value);
+                    data[at(x, y, z)] = static_cast<short>(sum / (n * n * n));
                 }
-            }
-        }
     });
     return image;
 }

@@ -25,6 +25,35 @@ struct ZelPhantomOptions {
 // the result. The same options always give the same voxels.
 ZelImage<short>* ZelMakeHeadPhantom(const ZelPhantomOptions& options = ZelPhantomOptions());
 
+// The structures of the phantom, as its label volume numbers them.
+enum ZelPhantomStructure : unsigned char {
+    ZEL_PHANTOM_AIR = 0,
+    ZEL_PHANTOM_SCALP = 1,
+    ZEL_PHANTOM_SKULL = 2,
+    ZEL_PHANTOM_GREY_MATTER = 3,
+    ZEL_PHANTOM_WHITE_MATTER = 4,
+    ZEL_PHANTOM_VENTRICLE = 5,
+    ZEL_PHANTOM_LESION = 6,
+    ZEL_PHANTOM_VESSEL = 7,
+    ZEL_PHANTOM_EYE = 8,
+    ZEL_PHANTOM_LENS = 9,
+    ZEL_PHANTOM_ORBITAL_FAT = 10,
+    ZEL_PHANTOM_NOSE = 11,
+    ZEL_PHANTOM_STRUCTURES = 12,
+};
+
+// The label volume of the phantom on the same grid: each voxel holds the
+// structure that gave its value in ZelMakeHeadPhantom (noise apart, the two
+// agree voxel for voxel). Null when memory cannot be had.
+ZelImage<unsigned char>* ZelMakeHeadPhantomLabels(const ZelPhantomOptions& options = ZelPhantomOptions());
+
+// A simulated PET of the phantom on the options' grid (usually coarser, as a
+// PET is): relative tracer uptake per structure (grey matter 100, white
+// matter 30, lesions 400, ...), each voxel the mean over 64 points inside it.
+// The same millimetre field of view as the phantom when the larger extent
+// is the same. Null when memory cannot be had.
+ZelImage<short>* ZelMakeHeadPhantomUptake(const ZelPhantomOptions& options);
+
 // Centre line of the phantom's vessel at height z (voxel units), in voxel
 // units, for tests and demos that follow it.
 void ZelPhantomVesselCentre(const ZelPhantomOptions& options, float z, float& x, float& y);

@@ -20,6 +20,25 @@ OptionAction SetFlag(bool& target)
     };
 }
 
+OptionAction SetText(std::string& target, const char* what)
+{
+    return [&target, what](const std::string& value, std::string& error) {
+        if (value.empty()) return Fail(error, std::string(what) + " needs a file name");
+        target = value;
+        return true;
+    };
+}
+
+OptionAction SetInt(int& target, int lo, int hi, const char* what)
+{
+    return [&target, lo, hi, what](const std::string& value, std::string& error) {
+        long long n;
+        if (!ParseInt(value, lo, hi, n, error, what)) return false;
+        target = static_cast<int>(n);
+        return true;
+    };
+}
+
 OptionAction SetNumber(double& target, double lo, double hi, const char* what, bool* given)
 {
     return [&target, lo, hi, what, given](const std::string& value, std::string& error) {

@@ -49,10 +49,13 @@ bool ParseDoubleList(const std::string& text, int count, double lo, double hi, d
 bool ParsePair(const std::string& text, char separator, long long lo, long long hi, bool secondOptional, long long& a,
                long long& b, std::string& error, const char* what);
 
-// Rule actions: set a flag; parse a number into `target` (setting `given`);
+// Rule actions: set a flag; take a text; parse a number into `target` (setting `given`);
 // pick one of named values ("--plane must be axial, coronal or sagittal").
 OptionAction SetFlag(bool& target);
+// A value that must not be empty (a file name), into `target`.
+OptionAction SetText(std::string& target, const char* what);
 OptionAction SetNumber(double& target, double lo, double hi, const char* what, bool* given = nullptr);
+OptionAction SetInt(int& target, int lo, int hi, const char* what);
 template <class E>
 OptionAction SetChoice(E& target, std::vector<std::pair<std::string, E>> names, const char* what)
 {

@@ -4,6 +4,7 @@
 
 #include "ZelCPUController.h"
 #include "commands.h"
+#include "layers.h"
 #include "output.h"
 #include "readers.h"
 
@@ -119,8 +120,12 @@ int RunRender(const std::vector<std::string>& args)
     planes->SetBackground(background);
     PictureRecipe recipe;
     if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
+    std::vector<std::string> layerNotes;
+    if (!AddLayers(volume, *planes, options.input, options.layers, options.plane.nearest, recipe, layerNotes, error))
+        return ReportError(error);
 
     for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
+    for (const std::string& note : layerNotes) Note(run.quiet, note);
     if (!volume.exact || volume.hasNoValue) Note(run.quiet, volume.source + ": " + volume.storage);
     if (volume.frames > 1)
         Note(run.quiet, volume.source + " holds " + std::to_string(volume.frames) + " volumes; showing volume " +

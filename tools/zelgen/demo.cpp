@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "commands.h"
+#include "layers.h"
 #include "output.h"
 #include "png_writer.h"
 #include "readers.h"
@@ -36,6 +37,12 @@ const std::vector<GalleryItem>& Gallery()
         {"sigmoid.png", "Sigmoid brain window", {"--window", "brain", "--sigmoid"}},
         {"gamma.png", "Soft tissue, gamma 2.2", {"--window", "soft-tissue", "--gamma", "2.2"}},
         {"zoom-rotate.png", "Zoom 2, turned 30 deg", {"--zoom", "2", "--rotate", "30", "--window", "brain"}},
+        {"labels.png", "Structures, label overlay", {"--phantom-labels", "--window", "brain", "--position", "100"}},
+        {"outlines.png",
+         "Structure outlines, sagittal",
+         {"--plane", "sagittal", "--phantom-labels", "--outline", "--window", "brain", "--position", "-64"}},
+        {"fused-pet.png", "Fused with a simulated PET", {"--phantom-pet", "--alpha", "0.4", "--window", "brain"}},
+        {"viridis.png", "Bone window, viridis", {"--window", "bone", "--palette", "viridis", "--position", "55"}},
     };
     return items;
 }
@@ -89,7 +96,7 @@ int RunDemo(const std::vector<std::string>& args)
 
     const std::vector<GalleryItem>& items = Gallery();
     const int columns = 4, cell = 224;
-    Sheet sheet(columns, static_cast<int>((items.size() + columns - 1) / columns), cell, cell, 4, true, 1);
+    Sheet sheet(columns, static_cast<int>((items.size() + columns - 1) / columns), cell, cell, 4, true, 3);
     if (!sheet.Create()) return ReportError("not enough memory for the contact sheet");
 
     std::string figures;
@@ -107,9 +114,12 @@ int RunDemo(const std::vector<std::string>& args)
             std::unique_ptr<PlaneChoice> planes;
             PictureRecipe recipe;
             ZelImageBuffer buffer;
-            const bool ok = ParseRenderOptions(arguments, options, help, error) &&
-                            (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
-                            PlanDisplay(volume, stats, options.picture, recipe.display, error);
+            std::vector<std::string> notes;
+            const bool ok =
+                ParseRenderOptions(arguments, options, help, error) &&
+                (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
+                PlanDisplay(volume, stats, options.picture, recipe.display, error) &&
+                AddLayers(volume, *planes, input, options.layers, options.plane.nearest, recipe, notes, error);
             if (ok) planes->SetBackground(StoredBackground(volume, stats, options.plane));
             if (!ok || !RenderPicture(RenderJob{volume.image.get(), *planes, recipe}, 0, buffer, error))
                 return ReportError(std::string(item.file) + ": " + error);

@@ -21,6 +21,7 @@ std::vector<OptionGroup> RenderGroups(RenderOptions& o)
     std::vector<OptionGroup> groups = {InputOptionGroup(o.input)};
     for (OptionGroup& g : PlaneOptionGroups(o.plane)) groups.push_back(std::move(g));
     groups.push_back(PictureOptionGroup(o.picture));
+    groups.push_back(LayerOptionGroup(o.layers));
     groups.push_back(OutputOptionGroup(o.output));
     groups.push_back(RunOptionGroup(o.run));
     return groups;
@@ -41,7 +42,7 @@ bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& o, 
     if (!ParseArguments(args, RenderGroups(o), positional, helpAsked, error)) return false;
     if (helpAsked) return true;
     if (!CheckInputOptions(o.input, positional, error) || !CheckPlaneOptions(o.plane, error) ||
-        !CheckPictureOptions(o.picture, error))
+        !CheckPictureOptions(o.picture, error) || !CheckLayerOptions(o.layers, error))
         return false;
     if (o.output.path.empty()) return Fail(error, "no output: give -o OUT.png");
     if (!EndsWithPng(o.output.path))
@@ -139,7 +140,8 @@ const char* DemoUsage()
     return "usage: zelgen demo OUTDIR\n"
            "\n"
            "Renders a gallery of the built-in head phantom into OUTDIR (made if missing):\n"
-           "axial, coronal and sagittal planes, an oblique plane, a slab MIP and several\n"
-           "windows, with index.html showing them with their captions and gallery.png,\n"
+           "axial, coronal and sagittal planes, an oblique plane, slab MIPs, several\n"
+           "windows, a palette, its structures as a label overlay and a simulated PET\n"
+           "fused with it, with index.html showing them with their captions and gallery.png,\n"
            "a contact sheet of all of them. Prints the path of index.html.\n";
 }

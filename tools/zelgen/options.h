@@ -17,11 +17,15 @@ enum class SlabMode { Average, Maximum, Minimum };
 enum class DisplayMode { Window, Gamma, Sigmoid, Threshold };
 enum class WindowKind { Automatic, Values, Percentiles, MinMax };
 enum class LayoutChoice { Auto, Linear, Tiled };
+// What the built-in phantom gives: the scan, its structures as labels, or a
+// simulated PET of it.
+enum class PhantomPart { Scan, Labels, Uptake };
 
 // Where the volume comes from.
 struct InputOptions {
     std::string path;  // empty with --phantom
     bool phantom = false;
+    PhantomPart phantomPart = PhantomPart::Scan;
     // Raw volumes: size and type are both needed; spacing defaults to 1 mm.
     bool raw = false;
     int rawSize[3] = {0, 0, 0};
@@ -86,6 +90,36 @@ struct PictureOptions {
     double gamma = 1.0;
     double threshold = 0;
     bool rgb = false;
+    std::string palette;      // pseudo colour: a palette name; empty for grey
+    std::string colourTable;  // a colour-table file laid over the grey picture
+};
+
+// Pictures laid over the main one: a label volume, and a second scan of the
+// same patient, each cut on the same patient plane.
+struct OverlayOptions {
+    std::string path;  // a label volume
+    bool phantomLabels = false;
+    double opacity = 0.5;
+    bool haveOpacity = false;
+    bool outline = false;  // the labels' borders only
+    bool Wanted() const { return phantomLabels || !path.empty(); }
+};
+
+struct FusionOptions {
+    std::string path;  // the second scan
+    bool phantomPet = false;
+    PictureOptions picture;  // its window and palette
+    bool havePalette = false;
+    double alpha = 0.5;  // its opacity
+    bool haveAlpha = false;
+    int checker = 0;  // > 0: a checkerboard of cells this many pixels wide instead of a blend
+    FusionOptions() { picture.palette = "hot"; }
+    bool Wanted() const { return phantomPet || !path.empty(); }
+};
+
+struct LayerOptions {
+    OverlayOptions overlay;
+    FusionOptions fusion;
 };
 
 // Where the pictures go.
@@ -107,6 +141,7 @@ struct RenderOptions {
     InputOptions input;
     PlaneOptions plane;
     PictureOptions picture;
+    LayerOptions layers;
     OutputOptions output;
     RunOptions run;
 };
@@ -115,6 +150,7 @@ struct RenderOptions {
 OptionGroup InputOptionGroup(InputOptions& input);
 std::vector<OptionGroup> PlaneOptionGroups(PlaneOptions& plane);
 OptionGroup PictureOptionGroup(PictureOptions& picture);
+OptionGroup LayerOptionGroup(LayerOptions& layers);
 OptionGroup OutputOptionGroup(OutputOptions& output);
 OptionGroup RunOptionGroup(RunOptions& run);
 
@@ -122,6 +158,7 @@ OptionGroup RunOptionGroup(RunOptions& run);
 bool CheckInputOptions(InputOptions& input, const std::string& positional, std::string& error);
 bool CheckPlaneOptions(const PlaneOptions& plane, std::string& error);
 bool CheckPictureOptions(const PictureOptions& picture, std::string& error);
+bool CheckLayerOptions(const LayerOptions& layers, std::string& error);
 
 struct WindowPreset {
     const char* name;

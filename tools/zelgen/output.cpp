@@ -47,7 +47,7 @@ bool WriteMosaic(const RenderJob& job, const OutputOptions& output, const RunOpt
                  std::string& error)
 {
     Sheet sheet(output.mosaicColumns, output.mosaicRows, job.planes.Width(), job.planes.Height(), 0, false,
-                job.recipe.display.rgb ? 3 : 1);
+                job.recipe.display.Depth());
     if (!sheet.Create()) {
         error = "the mosaic is too large (" + std::to_string(output.mosaicColumns) + "x" +
                 std::to_string(output.mosaicRows) + " pictures of " + std::to_string(job.planes.Width()) + "x" +
@@ -153,11 +153,7 @@ OptionGroup OutputOptionGroup(OutputOptions& o)
                 {"-o", "OUT.png",
                  "the picture (written whole or not at all); with --slices a series\nOUT_0042.png, ... (or a printf "
                  "pattern such as out/%03d.png)",
-                 [&o](const std::string& v, std::string& e) {
-                     if (v.empty()) return Fail(e, "-o needs a file name");
-                     o.path = v;
-                     return true;
-                 }},
+                 SetText(o.path, "-o")},
                 {"--mosaic", "COLSxROWS",
                  "one picture of many slices of the plane in a grid (a lightbox):\nevenly spaced through the volume, "
                  "or those of --slices",
@@ -177,13 +173,7 @@ OptionGroup RunOptionGroup(RunOptions& o)
     return {
         "running",
         {
-            {"--threads", "N", "worker threads (default: every core)",
-             [&o](const std::string& v, std::string& e) {
-                 long long n;
-                 if (!ParseInt(v, 1, 256, n, e, "--threads")) return false;
-                 o.threads = static_cast<int>(n);
-                 return true;
-             }},
+            {"--threads", "N", "worker threads (default: every core)", SetInt(o.threads, 1, 256, "--threads")},
             {"--layout", "L",
              "auto (default), linear or tiled: how the volume is held in memory;\nauto holds large volumes tiled "
              "for sagittal series and oblique planes",

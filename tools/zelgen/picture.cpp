@@ -6,6 +6,7 @@
 
 #include "ZelIGConverter.h"
 #include "ZelImageGeneratorGammaTable.h"
+#include "colour.h"
 
 namespace {
 
@@ -66,6 +67,23 @@ void RealWindow(const ValueStats& stats, const PictureOptions& options, double& 
 int ClampToInt(double value, double limit)
 {
     return static_cast<int>(std::max(-limit, std::min(limit, std::round(value))));
+}
+
+// The palette or colour table of the picture.
+bool PlanColour(const Volume& volume, const PictureOptions& options, DisplaySettings& display, std::string& error)
+{
+    const ZelRGBBase<unsigned char>* palette = FindPalette(options.palette);
+    if (!options.palette.empty() && palette != FindPalette("grey")) {
+        display.palette = palette;
+        display.caption += ", " + options.palette + " palette";
+    }
+    if (options.colourTable.empty()) return true;
+    std::vector<ColourTableEntry> entries;
+    if (!ReadColourTable(options.colourTable, entries, error)) return false;
+    display.colours =
+        std::make_shared<std::vector<ZelRGBABase<float>>>(ColourTableByStoredValue(entries, volume.scale));
+    display.caption += ", colour table " + options.colourTable;
+    return true;
 }
 
 }  // namespace
@@ -136,7 +154,7 @@ bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOpt
         break;
     }
     display.caption = text;
-    return true;
+    return PlanColour(volume, options, display, error);
 }
 
 bool ConvertForDisplay(const ZelImageBase& slice, const DisplaySettings& display, ZelImageBuffer& out,
@@ -148,23 +166,32 @@ bool ConvertForDisplay(const ZelImageBase& slice, const DisplaySettings& display
         return false;
     }
     const auto* values = static_cast<const ZelImage<short>*>(&slice);
-    if (!out.CreateImage(size.x, size.y, display.rgb ? 3 : 1)) {
+    if (!out.CreateImage(size.x, size.y, display.Depth())) {
         error = "not enough memory for the picture";
         return false;
     }
+    const ZelRGBBase<unsigned char>* palette = display.palette;
+    ZelRGBABase<float>* colours = display.colours ? display.colours->data() + kColourTableZero : nullptr;
+    // A threshold is a window one value wide, where the colour forms need one.
+    auto window = [&](int width, int centre) {
+        return palette   ? ZelIGConverter::WindowPseudoColor(&out, values, width, centre, display.invert, palette)
+               : colours ? ZelIGConverter::WindowColorTable(&out, values, width, centre, display.invert, colours)
+                         : ZelIGConverter::Window(&out, values, width, centre, display.invert);
+    };
     bool ok = false;
     const char* what = "window";
     switch (display.mode) {
-    case DisplayMode::Window:
-        ok = ZelIGConverter::Window(&out, values, display.width, display.centre, display.invert);
-        break;
+    case DisplayMode::Window: ok = window(display.width, display.centre); break;
     case DisplayMode::Sigmoid:
         what = "sigmoid";
-        ok = ZelIGConverter::Sigmoid(&out, values, display.width, display.centre, display.invert);
+        ok = palette ? ZelIGConverter::SigmoidPseudoColor(&out, values, display.width, display.centre, display.invert,
+                                                          palette)
+                     : ZelIGConverter::Sigmoid(&out, values, display.width, display.centre, display.invert);
         break;
     case DisplayMode::Threshold:
         what = "threshold";
-        ok = ZelIGConverter::Threshold(&out, values, display.threshold, display.invert);
+        ok = palette || colours ? window(1, display.threshold)
+                                : ZelIGConverter::Threshold(&out, values, display.threshold, display.invert);
         break;
     case DisplayMode::Gamma: {
         what = "gamma table";
@@ -174,7 +201,9 @@ bool ConvertForDisplay(const ZelImageBase& slice, const DisplaySettings& display
         ZelImageGeneratorGammaTable table;
         ok = table.CreateTable(*lo, std::max<int>(*hi, *lo + 1), display.width, display.centre, display.gamma,
                                display.invert) &&
-             ZelIGConverter::Table(&out, values, &table);
+             (palette   ? ZelIGConverter::PseudoColorTable(&out, values, &table, palette)
+              : colours ? ZelIGConverter::WindowColorTable(&out, values, &table, colours)
+                        : ZelIGConverter::Table(&out, values, &table));
         break;
     }
     }
@@ -244,6 +273,11 @@ bool ParseWindow(const std::string& v, PictureOptions& o, std::string& e)
 
 }  // namespace
 
+bool ParseWindowOption(const std::string& value, PictureOptions& options, std::string& error)
+{
+    return ParseWindow(value, options, error);
+}
+
 const std::vector<WindowPreset>& WindowPresets()
 {
     static const std::vector<WindowPreset> presets = {
@@ -296,12 +330,32 @@ OptionGroup PictureOptionGroup(PictureOptions& o)
                  return ParseDouble(v, -1e30, 1e30, o.threshold, e, "--threshold");
              }},
             {"--rgb", nullptr, "write RGB instead of grey", SetFlag(o.rgb)},
+            {"--palette", "NAME",
+             "pseudo colour: the grey levels through a palette: grey, hot, cool,\njet (or rainbow) or viridis",
+             [&o](const std::string& v, std::string& e) { return SetPalette(v, o.palette, e, "--palette"); }},
+            {"--colour-table", "FILE",
+             "colours laid over the grey picture by value: lines of VALUE (or\nLOW..HIGH) RED GREEN BLUE [OPACITY], "
+             "components 0..1, '#' comments;\nvalues in the data's own units, values not listed stay grey",
+             SetText(o.colourTable, "--colour-table")},
         }};
+}
+
+bool SetPalette(const std::string& value, std::string& palette, std::string& error, const char* what)
+{
+    if (!FindPalette(value))
+        return Fail(
+            error, std::string("unknown palette '") + value + "' for " + what + ": the palettes are " + PaletteNames());
+    palette = value;
+    return true;
 }
 
 bool CheckPictureOptions(const PictureOptions& o, std::string& error)
 {
     if (o.display == DisplayMode::Threshold && o.window != WindowKind::Automatic)
         return Fail(error, "--threshold shows two levels; it takes no --window");
+    if (!o.palette.empty() && !o.colourTable.empty())
+        return Fail(error, "give either --palette or --colour-table, not both");
+    if (!o.colourTable.empty() && o.display == DisplayMode::Sigmoid)
+        return Fail(error, "--colour-table goes over a linear window or --gamma, not --sigmoid");
     return true;
 }

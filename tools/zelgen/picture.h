@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "ZelImageBuffer.h"
+#include "ZelRGBABase.h"
+#include "ZelRGBBase.h"
 #include "options.h"
 #include "volume.h"
 
@@ -24,7 +26,14 @@ struct DisplaySettings {
     float gamma = 1.0f;
     bool invert = false;
     bool rgb = false;
-    std::string caption;  // "brain window 80/40", ...
+    // Colour: a palette for the grey levels (pseudo colour), or a colour
+    // table by stored value laid over the grey picture; both make the
+    // picture colour.
+    const ZelRGBBase<unsigned char>* palette = nullptr;        // 256 entries
+    std::shared_ptr<std::vector<ZelRGBABase<float>>> colours;  // by stored value + kColourTableZero
+    std::string caption;                                       // "brain window 80/40", ...
+
+    int Depth() const { return rgb || palette || colours ? 3 : 1; }
 };
 
 class PictureStep {
@@ -43,6 +52,10 @@ struct PictureRecipe {
 // The display settings the options ask for, from the value statistics.
 bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOptions& options, DisplaySettings& display,
                  std::string& error);
+// --window's value, as the options of a second picture take it too.
+bool ParseWindowOption(const std::string& value, PictureOptions& options, std::string& error);
+// A palette name into `palette`; `what` names the option in the message.
+bool SetPalette(const std::string& value, std::string& palette, std::string& error, const char* what);
 // Stored value shown outside the volume: --background (real units) or the
 // volume's minimum.
 short StoredBackground(const Volume& volume, const ValueStats& stats, const PlaneOptions& options);

@@ -9,13 +9,24 @@
 // more subclass, and every later stage works with it unchanged.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
+#include "Zel2DVector.h"
 #include "ZelImage.h"
+#include "ZelObliqueImageGenerator.h"
 #include "options.h"
 #include "orientation.h"
 #include "volume.h"
+
+// The pixels of a picture in a volume: pixel (x, y) shows the voxel position
+// origin + x * right + y * down (index units).
+struct PixelPlane {
+    Vec3 origin;
+    Vec3 right;
+    Vec3 down;
+};
 
 class PlaneChoice {
 public:
@@ -37,6 +48,11 @@ public:
                           std::string& error) const = 0;
     // Whether holding the voxels tiled pays for all its slices.
     virtual bool PrefersTiled(const Volume& volume) const = 0;
+    // Where the pixels of slice `index` lie in `volume` (the voxels it was
+    // planned for), as the generator that makes the slice reports it: the
+    // voxel position (index units) of pixel (0, 0) and the steps from one
+    // pixel to the next to the right and down. The middle of a slab.
+    virtual bool Locate(ZelImageBase* volume, int index, PixelPlane& plane) const = 0;
 
     // Stored value shown outside the volume; known once the values are.
     void SetBackground(int stored) { m_background = stored; }
@@ -70,8 +86,36 @@ bool CenterOf(const Volume& volume, const PlaneOptions& options, double center[3
 std::string CaptionTail(const PlaneOptions& options);
 const char* PlaneName(PlaneKind kind);
 const char* SlabModeName(SlabMode mode);
+// A width x height oblique slice of `volume`.
+bool ObliqueSlice(ZelImageBase* volume, int width, int height, const ZelObliqueImageGeneratorParam& param,
+                  std::unique_ptr<ZelImageBase>& slice, std::string& error);
+// A PixelPlane from a generator's DisplayToVoxel(display, voxel) over a
+// width x height picture, taken at far corners so the steps keep their
+// precision (the mapping is linear, off the picture too).
+template <class ToVoxel>
+PixelPlane LocateWith(int width, int height, ToVoxel&& toVoxel)
+{
+    const float far[2] = {static_cast<float>(std::max(1, width - 1)), static_cast<float>(std::max(1, height - 1))};
+    const Zel2DVector<float> at[3] = {{0.0f, 0.0f}, {far[0], 0.0f}, {0.0f, far[1]}};
+    Vec3 p[3];
+    for (int k = 0; k < 3; ++k) {
+        Zel3DVector<float> voxel{0.0f, 0.0f, 0.0f};
+        toVoxel(at[k], voxel);
+        p[k] = Vec3{{voxel.x, voxel.y, voxel.z}};
+    }
+    return {p[0], (1.0 / far[0]) * (p[1] - p[0]), (1.0 / far[1]) * (p[2] - p[0])};
+}
 }  // namespace plane_detail
 
 std::unique_ptr<PlaneChoice> MakeMprPlanes(const Volume& volume, const PlaneOptions& options, int cells,
                                            std::string& error);
 std::unique_ptr<PlaneChoice> MakeObliquePlane(const Volume& volume, const PlaneOptions& options, std::string& error);
+
+// The planes of `main` (planned for `mainVolume`, whose voxels are read) cut
+// through another volume of the same patient: each slice shows, pixel for
+// pixel, the patient points of main's slice, found through both volumes'
+// transforms (any grids, any orientations), sampled nearest or interpolated.
+// Thin planes only (the middle of main's slabs). False with a message when
+// the two volumes do not overlap anywhere in the patient.
+std::unique_ptr<PlaneChoice> FollowPlanes(const PlaneChoice& main, const Volume& mainVolume, const Volume& other,
+                                          bool nearest, const std::string& what, std::string& error);

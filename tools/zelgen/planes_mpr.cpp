@@ -27,8 +27,28 @@ public:
     bool Generate(ZelImageBase* volume, int index, std::unique_ptr<ZelImageBase>& slice,
                   std::string& error) const override;
     bool PrefersTiled(const Volume& volume) const override;
+    bool Locate(ZelImageBase* volume, int index, PixelPlane& plane) const override
+    {
+        if (!volume) return false;
+        ZelMPRImageGenerator generator;
+        generator.SetImage(volume);
+        const ZelMPRImageGeneratorParam param = SliceParam(index);
+        plane = LocateWith(m_width, m_height, [&](const Zel2DVector<float>& display, Zel3DVector<float>& voxel) {
+            generator.DisplayToVoxel(m_width, m_height, display, voxel, param);
+        });
+        return true;
+    }
 
 private:
+    ZelMPRImageGeneratorParam SliceParam(int index) const
+    {
+        ZelMPRImageGeneratorParam param = m_param;
+        param.backgroundValue = m_background;
+        (m_axis == 0   ? param.slicePosition.x
+         : m_axis == 1 ? param.slicePosition.y
+                       : param.slicePosition.z) = Number(index);
+        return param;
+    }
     bool ChooseSlices(const Volume& volume, const PlaneOptions& options, int cells, const AxisMap& map,
                       std::string& error);
 
@@ -170,9 +190,7 @@ bool MprPlanes::Plan(const Volume& volume, const PlaneOptions& options, int cell
 bool MprPlanes::Generate(ZelImageBase* volume, int index, std::unique_ptr<ZelImageBase>& slice,
                          std::string& error) const
 {
-    ZelMPRImageGeneratorParam param = m_param;
-    param.backgroundValue = m_background;
-    (m_axis == 0 ? param.slicePosition.x : m_axis == 1 ? param.slicePosition.y : param.slicePosition.z) = Number(index);
+    ZelMPRImageGeneratorParam param = SliceParam(index);
     ZelMPRImageGenerator generator;
     if (m_slabSteps > 0) {
         std::unique_ptr<ZelImageBase> stacked(

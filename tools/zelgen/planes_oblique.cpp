@@ -23,12 +23,17 @@ public:
     {
         ZelObliqueImageGeneratorParam param = m_param;
         param.backgroundValue = m_background;
+        return ObliqueSlice(volume, m_width, m_height, param, slice, error);
+    }
+    bool Locate(ZelImageBase* volume, int, PixelPlane& plane) const override
+    {
+        if (!volume) return false;
         ZelObliqueImageGenerator generator;
         generator.SetImage(volume);
-        slice.reset(generator.GenerateImage(m_width, m_height, param));
-        if (slice) return true;
-        error = "the plane could not be generated (out of memory?)";
-        return false;
+        plane = LocateWith(m_width, m_height, [&](const Zel2DVector<float>& display, Zel3DVector<float>& voxel) {
+            generator.DisplayToVoxel(m_width, m_height, display, voxel, m_param);
+        });
+        return true;
     }
     bool PrefersTiled(const Volume& volume) const override
     {
@@ -132,6 +137,17 @@ bool ObliquePlane::Plan(const Volume& volume, const PlaneOptions& options, std::
 }
 
 }  // namespace
+
+bool plane_detail::ObliqueSlice(ZelImageBase* volume, int width, int height, const ZelObliqueImageGeneratorParam& param,
+                                std::unique_ptr<ZelImageBase>& slice, std::string& error)
+{
+    ZelObliqueImageGenerator generator;
+    generator.SetImage(volume);
+    slice.reset(generator.GenerateImage(width, height, param));
+    if (slice) return true;
+    error = "the plane could not be generated (out of memory, or too far from the volume's voxels)";
+    return false;
+}
 
 std::unique_ptr<PlaneChoice> MakeObliquePlane(const Volume& volume, const PlaneOptions& options, std::string& error)
 {

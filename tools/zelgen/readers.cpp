@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -70,14 +71,22 @@ private:
 
 class PhantomReader : public VolumeReader {
 public:
-    explicit PhantomReader(const InputOptions& input)
+    explicit PhantomReader(const InputOptions& input) : m_part(input.phantomPart), m_frame(input.volumeIndex)
     {
         if (input.haveSpacing) {
-            m_options.spacingX = static_cast<float>(input.spacing[0]);
-            m_options.spacingY = static_cast<float>(input.spacing[1]);
-            m_options.spacingZ = static_cast<float>(input.spacing[2]);
+            m_scan.spacingX = static_cast<float>(input.spacing[0]);
+            m_scan.spacingY = static_cast<float>(input.spacing[1]);
+            m_scan.spacingZ = static_cast<float>(input.spacing[2]);
         }
-        m_frame = input.volumeIndex;
+        m_options = m_scan;
+        if (m_part == PhantomPart::Uptake) {
+            // The scan's field of view in voxels of 2.8 mm, as a PET has them.
+            const float pet = 2.8f;
+            m_options.sizeX = std::max(1, static_cast<int>(std::lround(m_scan.sizeX * m_scan.spacingX / pet)));
+            m_options.sizeY = std::max(1, static_cast<int>(std::lround(m_scan.sizeY * m_scan.spacingY / pet)));
+            m_options.sizeZ = std::max(1, static_cast<int>(std::lround(m_scan.sizeZ * m_scan.spacingZ / pet)));
+            m_options.spacingX = m_options.spacingY = m_options.spacingZ = pet;
+        }
     }
 
     bool ReadHeader(Volume& volume, std::string& error) override
@@ -89,25 +98,55 @@ public:
         volume.size[0] = m_options.sizeX;
         volume.size[1] = m_options.sizeY;
         volume.size[2] = m_options.sizeZ;
-        volume.source = "built-in phantom";
-        volume.format = "built-in head phantom";
-        volume.fileType = "int16";
-        const double spacing[3] = {m_options.spacingX, m_options.spacingY, m_options.spacingZ};
-        return SetTransform(volume, {DicomOrderTransform("built in (DICOM order)", spacing)}, nullptr, error);
+        const bool labels = m_part == PhantomPart::Labels, pet = m_part == PhantomPart::Uptake;
+        volume.source = labels ? "built-in phantom labels" : pet ? "built-in phantom PET" : "built-in phantom";
+        volume.format = labels ? "built-in head phantom, its structures"
+                        : pet  ? "built-in head phantom, simulated PET"
+                               : "built-in head phantom";
+        volume.fileType = labels ? "uint8" : "int16";
+        volume.storage = volume.fileType + " values held exactly";
+        TransformCandidate t = GridTransform(m_options);
+        // Every part is centred where the scan is.
+        const TransformCandidate scan = GridTransform(m_scan);
+        const int scanSize[3] = {m_scan.sizeX, m_scan.sizeY, m_scan.sizeZ};
+        for (int a = 0; a < 3; ++a)
+            t.m[a][3] = 0.5 * (scan.m[a][a] * (scanSize[a] - 1) - t.m[a][a] * (volume.size[a] - 1));
+        return SetTransform(volume, {t}, nullptr, error);
     }
 
     bool ReadVoxels(Volume& volume, int alignment, std::string& error) override
     {
         ZelPhantomOptions options = m_options;
         options.alignment = alignment;
-        volume.image.reset(ZelMakeHeadPhantom(options));
+        if (m_part == PhantomPart::Labels) {
+            // The volume model holds 16-bit values; labels are copied in as
+            // they are.
+            const std::unique_ptr<ZelImage<unsigned char>> labels(ZelMakeHeadPhantomLabels(options));
+            auto image = std::make_unique<ZelImage<short>>();
+            if (labels && image->Allocate(alignment, options.sizeX, options.sizeY, options.sizeZ) == 0) {
+                std::copy(labels->GetDataPtr(), labels->GetDataPtr() + labels->GetElementCount(), image->GetDataPtr());
+                image->SetImageScale(labels->GetImageScale());
+                volume.image = std::move(image);
+            }
+        } else {
+            volume.image.reset(m_part == PhantomPart::Uptake ? ZelMakeHeadPhantomUptake(options)
+                                                             : ZelMakeHeadPhantom(options));
+        }
         if (volume.image) return true;
         error = "not enough memory for the phantom";
         return false;
     }
 
 private:
-    ZelPhantomOptions m_options;
+    static TransformCandidate GridTransform(const ZelPhantomOptions& o)
+    {
+        const double spacing[3] = {o.spacingX, o.spacingY, o.spacingZ};
+        return DicomOrderTransform("built in (DICOM order)", spacing);
+    }
+
+    PhantomPart m_part;
+    ZelPhantomOptions m_scan;     // the scan's grid
+    ZelPhantomOptions m_options;  // this part's grid
     long long m_frame = 0;
 };
 
