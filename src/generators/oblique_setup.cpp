@@ -82,11 +82,7 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
     setup.height = outSize.y > 0 ? outSize.y : 0;
     ZelPlaneFrame<float> frame;
     ObliqueFrame(*volume, param, setup.width, setup.height, static_cast<float>(n) * 0.5f, frame, m);
-    for (int a = 0; a < 3; ++a) {
-        if (!ZelToFixed(frame.start[a], setup.start[a]) || !ZelToFixed(frame.stepX[a], setup.right[a]) ||
-            !ZelToFixed(frame.stepY[a], setup.down[a]) || !ZelToFixed(frame.stepNormal[a], setup.normal[a]))
-            return ObliquePrepared::kUnsupported;
-    }
+    if (!setup.walk.Set(frame)) return ObliquePrepared::kUnsupported;
 
     setup.volume = volume->GetVoidDataPtr();
     setup.layout = ZelVolumeLayout(*volume);
