@@ -50,6 +50,11 @@ bool ObliqueFrame(const ZelImageBase& volume, const ZelObliqueImageGeneratorPara
     return true;
 }
 
+bool ObliquePlaneDefined(const ZelObliqueImageGeneratorParam& param)
+{
+    return Finite(param.center) && Finite(param.orientation) && std::isfinite(param.zoom) && param.zoom != 0.0f;
+}
+
 ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* output,
                                const ZelObliqueImageGeneratorParam& param, ObliquePlan& plan)
 {
@@ -58,9 +63,7 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
     float s[3];
     float m;
     if (!ZelNormalisedSpacing(*volume, s, m)) return ObliquePrepared::kRejected;
-    if (!Finite(param.center) || !Finite(param.orientation) || !std::isfinite(param.zoom) || param.zoom == 0.0f ||
-        !std::isfinite(param.thickness))
-        return ObliquePrepared::kRejected;
+    if (!ObliquePlaneDefined(param) || !std::isfinite(param.thickness)) return ObliquePrepared::kRejected;
     plan.outputScale = m / param.zoom;
 
     // A negative thickness is a thin slice; an absurdly long slab is refused

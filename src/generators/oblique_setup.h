@@ -60,6 +60,10 @@ enum class ObliquePrepared {
 bool ObliqueFrame(const ZelImageBase& volume, const ZelObliqueImageGeneratorParam& param, int width, int height,
                   float halfSlab, ZelPlaneFrame<float>& frame, float& m);
 
+// The plane of param is defined: finite centre and matrix, a finite zoom
+// other than 0.
+bool ObliquePlaneDefined(const ZelObliqueImageGeneratorParam& param);
+
 // Checks volume, output and parameters and fills plan. Writes nothing.
 ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* output,
                                const ZelObliqueImageGeneratorParam& param, ObliquePlan& plan);
