@@ -113,7 +113,7 @@ TEST(ColourVolumes, BicubicMatchesTheFixedPointModel)
         int width, height;
     };
     const Case cases[] = {
-        {{8, 6, 1}, {1, 1, 1}, 1.0f, 15, 11},          {{8.3f, 5.7f, 2.9f}, {0.5f, 0.7f, 0.9f}, 1.7f, 33, 21},
+        {{8, 6, 1}, {1, 1, 1}, 1.0f, 15, 11},         {{8.3f, 5.7f, 2.9f}, {0.5f, 0.7f, 0.9f}, 1.7f, 33, 21},
         {{3, 9, 0}, {0.7f, 0.6f, 0.5f}, 0.45f, 9, 7}, {{10.5f, 2.25f, 1}, {1.2f, 0.8f, 2}, 3.3f, 40, 12},
         {{8, 6, -1}, {1, 1, 1}, 1.0f, 5, 5},
     };
@@ -141,17 +141,20 @@ TEST(ColourVolumes, BicubicMatchesTheFixedPointModel)
                 }
             }
         for (const ZelImage<Rgb>* v : {volume.get(), tiled.get()}) {
-            EXPECT_EQ(Render([&](ZelImageBuffer* b) {
-                          return ZelIGConverter::ConvertZelImageRGB_BiCubic(b, v, c.centre, c.spacing, c.zoom);
-                      },
-                             c.width, c.height, 3),
+            EXPECT_EQ(Render(
+                          [&](ZelImageBuffer* b) {
+                              return ZelIGConverter::ConvertZelImageRGB_BiCubic(b, v, c.centre, c.spacing, c.zoom);
+                          },
+                          c.width, c.height, 3),
                       want)
                 << "zoom " << c.zoom;
         }
     }
     // Zoom 1, equal spacings: the slice itself, centre on the middle pixel.
     const std::vector<int> copy = Render(
-        [&](ZelImageBuffer* b) { return ZelIGConverter::ConvertZelImageRGB_BiCubic(b, volume.get(), {8, 6, 2}, {2, 2, 2}, 1); },
+        [&](ZelImageBuffer* b) {
+            return ZelIGConverter::ConvertZelImageRGB_BiCubic(b, volume.get(), {8, 6, 2}, {2, 2, 2}, 1);
+        },
         15, 11, 3);
     ASSERT_EQ(copy.size(), 15u * 11 * 3);
     EXPECT_EQ(copy[(5 * 15 + 7) * 3 + 1], Byte(*volume, 8, 6, 2, 1));
@@ -183,8 +186,9 @@ TEST(ColourVolumes, OneSliceView)
                 for (int b = 0; b < 3; ++b) {
                     long long sum = 0;
                     for (int k = 0; inside && k < 4; ++k)
-                        sum += Byte(*volume, static_cast<int>(X >> 15) + k % 2, static_cast<int>(Y >> 15) + k / 2, 0, b) *
-                               weight[k];
+                        sum +=
+                            Byte(*volume, static_cast<int>(X >> 15) + k % 2, static_cast<int>(Y >> 15) + k / 2, 0, b) *
+                            weight[k];
                     want.push_back(static_cast<int>(sum >> 15));
                 }
             }
@@ -340,8 +344,8 @@ TEST(ColourVolumes, MPRViewsFollowDisplayToVoxel)
         ASSERT_EQ(view(rgbTiled.get(), 3), three) << "tiled, case " << i;
         ASSERT_EQ(three.size() * 4, four.size() * 3);
         for (std::size_t k = 0; k < three.size(); ++k) ASSERT_EQ(three[k], four[k / 3 * 4 + k % 3]) << "case " << i;
-        checked +=
-            ComparePixels(four, *rgba, w, h, p.interpolation == 0, p.plane, DisplayToVoxelOf(generator, w, h, p), "MPR");
+        checked += ComparePixels(four, *rgba, w, h, p.interpolation == 0, p.plane, DisplayToVoxelOf(generator, w, h, p),
+                                 "MPR");
     }
     EXPECT_GT(checked, 50000);
 }
@@ -362,13 +366,13 @@ TEST(ColourVolumes, InsideRangesEndExactly)
     p.slicePosition = {0, 0, 3};
     for (const int interpolation : {0, 1}) {
         p.interpolation = interpolation;
-        const std::vector<int> got =
-            Render([&](ZelImageBuffer* b) { return ZelIGConverter::ConvertZelImageRGB(b, volume.get(), p); }, 14, 12, 3);
+        const std::vector<int> got = Render(
+            [&](ZelImageBuffer* b) { return ZelIGConverter::ConvertZelImageRGB(b, volume.get(), p); }, 14, 12, 3);
         for (int j = 0; j < 12; ++j)
             for (int k = 0; k < 14; ++k) {
                 const bool inside = k >= interpolation && k <= 11 && j >= interpolation && j <= 9;
-                EXPECT_EQ(got[(j * 14 + k) * 3] != 0, inside) << "interpolation " << interpolation << " pixel " << k
-                                                               << "," << j;
+                EXPECT_EQ(got[(j * 14 + k) * 3] != 0, inside)
+                    << "interpolation " << interpolation << " pixel " << k << "," << j;
             }
     }
 }
@@ -389,7 +393,8 @@ TEST(ColourVolumes, ObliquePlanesFollowDisplayToVoxel)
         std::vector<int> pictures[2];
         for (int k = 0; k < 2; ++k) {
             const ZelImage<Rgb>* v = k ? tiled.get() : volume.get();
-            pictures[k] = Render([&](ZelImageBuffer* b) { return ZelIGConverter::ConvertZelImageRGB(b, v, p); }, w, h, 3);
+            pictures[k] =
+                Render([&](ZelImageBuffer* b) { return ZelIGConverter::ConvertZelImageRGB(b, v, p); }, w, h, 3);
         }
         ASSERT_EQ(pictures[1], pictures[0]) << "tiled, case " << i;
         p.thickness = 0;
@@ -474,7 +479,8 @@ TEST(ColourVolumes, ColorImageJoinsColourAndAlpha)
                 for (int y = 0; y < 5; ++y)
                     for (int x = 0; x < 18; ++x)
                         for (int k = 0; k < 4; ++k)
-                            ASSERT_EQ(Byte(joined, x, y, z, k), k < 3 ? Byte(*colour, x, y, z, k) : Byte(*alpha, x, y, z, 0));
+                            ASSERT_EQ(Byte(joined, x, y, z, k),
+                                      k < 3 ? Byte(*colour, x, y, z, k) : Byte(*alpha, x, y, z, 0));
         }
 }
 
@@ -498,7 +504,10 @@ TEST(ColourVolumes, RefusalsWriteNothing)
     ZelMPRImageGeneratorParam plane3 = mpr([](auto& p) { p.plane = 3; });
     ZelMPRImageGeneratorParam zoom0 = mpr([](auto& p) { p.zoom = 0; });
     ZelMPRImageGeneratorParam nanCentre = mpr([&](auto& p) { p.center.y = nan; });
-    ZelMPRImageGeneratorParam faraway = mpr([](auto& p) { p.center.y = 1e6f; });
+    ZelMPRImageGeneratorParam faraway = mpr([](auto& p) {
+        p.center.y = 1e6f;
+        p.interpolation = 0;
+    });
     ZelObliqueImageGeneratorParam oblique;
     ZelObliqueImageGeneratorParam obliqueZoom0 = oblique;
     obliqueZoom0.zoom = 0;
@@ -511,11 +520,26 @@ TEST(ColourVolumes, RefusalsWriteNothing)
         Call call;
     };
     const Case cases[] = {
-        {"bicubic null volume", 3, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB_BiCubic(b, noRgb, {}, {1, 1, 1}, 1); }},
-        {"bicubic depth 4", 4, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB_BiCubic(b, rgb.get(), {}, {1, 1, 1}, 1); }},
-        {"bicubic spacing 0", 3, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB_BiCubic(b, rgb.get(), {}, {1, 0, 1}, 1); }},
-        {"bicubic zoom NaN", 3, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB_BiCubic(b, rgb.get(), {}, {1, 1, 1}, nan); }},
-        {"bicubic no voxels", 3, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB_BiCubic(b, &empty, {}, {1, 1, 1}, 1); }},
+        {"bicubic null volume", 3,
+         [&](ZelImageBuffer* b) {
+             return C::ConvertZelImageRGB_BiCubic(b, noRgb, {}, {1, 1, 1}, 1);
+         }},
+        {"bicubic depth 4", 4,
+         [&](ZelImageBuffer* b) {
+             return C::ConvertZelImageRGB_BiCubic(b, rgb.get(), {}, {1, 1, 1}, 1);
+         }},
+        {"bicubic spacing 0", 3,
+         [&](ZelImageBuffer* b) {
+             return C::ConvertZelImageRGB_BiCubic(b, rgb.get(), {}, {1, 0, 1}, 1);
+         }},
+        {"bicubic zoom NaN", 3,
+         [&](ZelImageBuffer* b) {
+             return C::ConvertZelImageRGB_BiCubic(b, rgb.get(), {}, {1, 1, 1}, nan);
+         }},
+        {"bicubic no voxels", 3,
+         [&](ZelImageBuffer* b) {
+             return C::ConvertZelImageRGB_BiCubic(b, &empty, {}, {1, 1, 1}, 1);
+         }},
         {"rgb null volume", 3, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB(b, noRgb, plain); }},
         {"rgb depth 4", 4, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB(b, rgb.get(), plain); }},
         {"rgb plane 3", 3, [&](ZelImageBuffer* b) { return C::ConvertZelImageRGB(b, rgb.get(), plane3); }},

@@ -62,12 +62,13 @@ bool PlaceSlice(const float centre[2], const float ratio[2], float zoom, int wid
     return true;
 }
 
-// Zoom below 1 on an axis-aligned view: the box average of the voxels under
-// each pixel.
-bool Reduce(const ZelImageBase& volume, int colAxis, int rowAxis, std::ptrdiff_t sliceOffset,
-            const SlicePlacement& place, const ZelVolumeRows& rows)
+// An axis-aligned view from its placement: averaged below zoom 1, bilinear
+// otherwise (inside up to `last` before the end of each axis: 0 for the
+// whole range, 1 to keep off the last voxel).
+bool AxisView(const ZelImageBase& volume, int colAxis, int rowAxis, std::ptrdiff_t sliceOffset,
+              const SlicePlacement& place, float zoom, int last, const ZelVolumeRows& rows)
 {
-    ZelColourReduction view;
+    ZelAxisView view;
     view.volume = volume.GetVoidDataPtr();
     view.layout = ZelVolumeLayout(volume);
     view.voxelBytes = volume.GetVoxelBytes();
@@ -78,35 +79,9 @@ bool Reduce(const ZelImageBase& volume, int colAxis, int rowAxis, std::ptrdiff_t
     view.colStep = place.step[0];
     view.rowStart = place.start[1];
     view.rowStep = place.step[1];
-    return ZelColourReduce(view, rows);
-}
-
-// The one-slice x-y view of an RGB volume: bilinear, or averaged below zoom 1.
-bool FastSlice(const ZelImageBase& volume, const ZelMPRImageGeneratorParam& param, const float s[3],
-               const ZelVolumeRows& rows)
-{
-    const float centre[2] = {param.center.x, param.center.y};
-    SlicePlacement place;
-    if (!PlaceSlice(centre, s, param.zoom, rows.width, rows.height, place)) return false;
-    if (param.zoom < 1.0f) return Reduce(volume, 0, 1, 0, place, rows);
-
-    ZelColourPlane plane;
-    plane.volume = volume.GetVoidDataPtr();
-    plane.layout = ZelVolumeLayout(volume);
-    const std::int64_t start[3] = {place.start[0], place.start[1], 0};
-    for (int a = 0; a < 3; ++a) {
-        if (start[a] != static_cast<int>(start[a])) return false;
-        plane.walk.start[a] = static_cast<int>(start[a]);
-        plane.walk.stepX[a] = a == 0 ? static_cast<int>(place.step[0]) : 0;
-        plane.walk.stepY[a] = a == 1 ? static_cast<int>(place.step[1]) : 0;
-        plane.walk.stepNormal[a] = a == 2 ? static_cast<int>(kZelFixedOne) : 0;
-    }
-    ZelSetColourBounds(plane, ZelColourSampling::kLinear);
-    // This view stops short of the last column and row: x + 1 is always read.
-    plane.high[0] -= 1;
-    plane.high[1] -= 1;
-    ZelSelectColourPlaneKernel(3, volume.IsTiled(), ZelColourSampling::kLinear, 2)(plane, rows);
-    return true;
+    view.colEnd = (view.layout.size[colAxis] - 1) * kZelFixedOne - last;
+    view.rowEnd = (view.layout.size[rowAxis] - 1) * kZelFixedOne - last;
+    return zoom < 1.0f ? ZelColourReduce(view, rows) : ZelColourAxisBilinear(view, rows);
 }
 
 int AxisOf(const double v[3])
@@ -114,7 +89,7 @@ int AxisOf(const double v[3])
     return v[0] != 0.0 ? 0 : (v[1] != 0.0 ? 1 : 2);
 }
 
-// The general MPR path of RGB and RGBA volumes.
+// The MPR views of RGB and RGBA volumes.
 bool ResliceMPR(ZelImageBuffer* buffer, const ZelImageBase* volume, const ZelMPRImageGeneratorParam& param,
                 bool fastPath)
 {
@@ -125,21 +100,27 @@ bool ResliceMPR(ZelImageBuffer* buffer, const ZelImageBase* volume, const ZelMPR
     ZelMPRFrame frame;
     if (!ZelNormalisedSpacing(*volume, s, finest) || !ZelMPRMakeFrame(*volume, param, rows.width, rows.height, frame))
         return false;
-    if (rows.dst == nullptr) return true;
-
     const Zel3DVector<int> size = volume->GetImageSize();
-    if (fastPath && param.plane == ZEL_MPR_PLANE_XY && param.rotation == ZEL_MPR_ROTATION_0 &&
-        !param.flipHorizontal && !param.flipVertical && size.z == 1)
-        return FastSlice(*volume, param, s, rows);
-
     const ZelPlaneFrame<double>& f = frame.plane;
     const int normal = frame.normalAxis;
     const int slice = static_cast<int>(f.start[normal]);
+    const int sizes[3] = {size.x, size.y, size.z};
+    const bool sliceInside = slice >= 0 && slice < sizes[normal];
     const ZelColourSampling sampling =
         param.interpolation == 0 ? ZelColourSampling::kNearest : ZelColourSampling::kLinear;
-    const bool rightAngle = param.rotation != ZEL_MPR_ROTATION_FREE;
-    if (rightAngle && param.zoom < 1.0f && sampling == ZelColourSampling::kLinear) {
-        // Each display axis follows one volume axis (the axes are snapped).
+
+    if (fastPath && param.plane == ZEL_MPR_PLANE_XY && param.rotation == ZEL_MPR_ROTATION_0 && !param.flipHorizontal &&
+        !param.flipVertical && size.z == 1) {
+        // The one-slice view: its own placement, off the last voxel.
+        const float centre[2] = {param.center.x, param.center.y};
+        SlicePlacement place;
+        if (!PlaceSlice(centre, s, param.zoom, rows.width, rows.height, place)) return false;
+        return rows.dst == nullptr || AxisView(*volume, 0, 1, 0, place, param.zoom, 1, rows);
+    }
+
+    if (param.rotation != ZEL_MPR_ROTATION_FREE && sampling == ZelColourSampling::kLinear) {
+        // Each display axis follows one volume axis (the axes are snapped):
+        // the generator's walk on those two axes.
         const int colAxis = AxisOf(f.right);
         const int rowAxis = AxisOf(f.down);
         SlicePlacement place;
@@ -150,19 +131,20 @@ bool ResliceMPR(ZelImageBuffer* buffer, const ZelImageBase* volume, const ZelMPR
             return false;
         place.step[0] = colStep;
         place.step[1] = rowStep;
-        const int sizes[3] = {size.x, size.y, size.z};
-        if (slice < 0 || slice >= sizes[normal]) {
+        if (rows.dst == nullptr) return true;
+        if (!sliceInside) {
             FillBlack(rows);
             return true;
         }
-        const ZelVolumeLayout layout(*volume);
-        return Reduce(*volume, colAxis, rowAxis, layout.axis[normal].Offset(slice), place, rows);
+        const std::ptrdiff_t sliceOffset = ZelVolumeLayout(*volume).axis[normal].Offset(slice);
+        return AxisView(*volume, colAxis, rowAxis, sliceOffset, place, param.zoom, 0, rows);
     }
 
     ZelColourPlane plane;
+    if (!plane.walk.Set(f)) return false;
+    if (rows.dst == nullptr) return true;
     plane.volume = volume->GetVoidDataPtr();
     plane.layout = ZelVolumeLayout(*volume);
-    if (!plane.walk.Set(f)) return false;
     // The plane lies on its slice, as DisplayToVoxel says.
     plane.walk.stepX[normal] = 0;
     plane.walk.stepY[normal] = 0;

@@ -65,9 +65,8 @@ constexpr ZelColourSampling kLinear = ZelColourSampling::kLinear;
 // [layout][sampling]: nearest; linear with axis 0, 1 or 2 fixed; linear.
 template <class Voxel>
 constexpr ZelColourPlaneKernel kPlaneKernels[2][5] = {
-    {PlaneRows<Voxel, Linear, kNearest, -1>, PlaneRows<Voxel, Linear, kLinear, 0>,
-     PlaneRows<Voxel, Linear, kLinear, 1>, PlaneRows<Voxel, Linear, kLinear, 2>,
-     PlaneRows<Voxel, Linear, kLinear, -1>},
+    {PlaneRows<Voxel, Linear, kNearest, -1>, PlaneRows<Voxel, Linear, kLinear, 0>, PlaneRows<Voxel, Linear, kLinear, 1>,
+     PlaneRows<Voxel, Linear, kLinear, 2>, PlaneRows<Voxel, Linear, kLinear, -1>},
     {PlaneRows<Voxel, Tiled, kNearest, -1>, PlaneRows<Voxel, Tiled, kLinear, 0>, PlaneRows<Voxel, Tiled, kLinear, 1>,
      PlaneRows<Voxel, Tiled, kLinear, 2>, PlaneRows<Voxel, Tiled, kLinear, -1>},
 };
@@ -121,7 +120,7 @@ void AveragePixel(const std::uint64_t* total, int bytes, const Divisor& divide, 
 }
 
 template <class Voxel>
-bool ReduceRows(const ZelColourReduction& v, const ZelVolumeRows& rows)
+bool ReduceRows(const ZelAxisView& v, const ZelVolumeRows& rows)
 {
     constexpr int kBytes = static_cast<int>(sizeof(Voxel));
     const int colSize = v.layout.size[v.colAxis];
@@ -143,7 +142,8 @@ bool ReduceRows(const ZelColourReduction& v, const ZelVolumeRows& rows)
     }
     const int span = std::max(end - first, 0);
     std::unique_ptr<ptrdiff_t[]> offsets(new (std::nothrow) ptrdiff_t[span > 0 ? span : 1]);
-    std::unique_ptr<std::uint64_t[]> sums(new (std::nothrow) std::uint64_t[static_cast<std::size_t>(span) * kBytes + 1]);
+    std::unique_ptr<std::uint64_t[]> sums(new (std::nothrow)
+                                              std::uint64_t[static_cast<std::size_t>(span) * kBytes + 1]);
     if (!offsets || !sums) return false;
     for (int c = 0; c < span; ++c) offsets[c] = v.layout.axis[v.colAxis].Offset(first + c);
 
@@ -198,9 +198,86 @@ bool ReduceRows(const ZelColourReduction& v, const ZelVolumeRows& rows)
 
 }  // namespace
 
-bool ZelColourReduce(const ZelColourReduction& view, const ZelVolumeRows& rows)
+bool ZelColourReduce(const ZelAxisView& view, const ZelVolumeRows& rows)
 {
     return view.voxelBytes == 4 ? ReduceRows<Rgba>(view, rows) : ReduceRows<Rgb>(view, rows);
+}
+
+namespace {
+
+// One table entry of a bilinear axis: the element offsets of the voxel at or
+// before the position and of its successor (the voxel itself at the last
+// index, where the fraction is 0), and the 15-bit fraction.
+struct Tap {
+    ptrdiff_t first;
+    ptrdiff_t second;
+    int fraction;
+};
+
+// The taps of the inside span of `count` positions start + k * step, k in
+// [span.begin, span.end).
+std::unique_ptr<Tap[]> Taps(int64_t start, int64_t step, int64_t end, int count, const ZelVoxelAxis& axis, int size,
+                            ZelSpan& span)
+{
+    span = ZelFixedSpan(start, step, 0, end, count);
+    std::unique_ptr<Tap[]> taps(new (std::nothrow) Tap[std::max(span.end - span.begin, 1)]);
+    if (!taps) return taps;
+    for (int k = span.begin; k < span.end; ++k) {
+        const int64_t position = start + static_cast<int64_t>(k) * step;
+        const int c = static_cast<int>(position >> kZelFixedShift);
+        taps[k - span.begin] = {axis.Offset(c), axis.Offset(c + (c < size - 1)),
+                                static_cast<int>(position & kZelFixedMask)};
+    }
+    return taps;
+}
+
+template <class Voxel>
+bool AxisBilinearRows(const ZelAxisView& v, const ZelVolumeRows& rows)
+{
+    constexpr int kBytes = static_cast<int>(sizeof(Voxel));
+    ZelSpan across;
+    ZelSpan down;
+    const std::unique_ptr<Tap[]> columns =
+        Taps(v.colStart, v.colStep, v.colEnd, rows.width, v.layout.axis[v.colAxis], v.layout.size[v.colAxis], across);
+    const std::unique_ptr<Tap[]> lines =
+        Taps(v.rowStart, v.rowStep, v.rowEnd, rows.height, v.layout.axis[v.rowAxis], v.layout.size[v.rowAxis], down);
+    if (!columns || !lines) return false;
+    const auto* slice = reinterpret_cast<const unsigned char*>(static_cast<const Voxel*>(v.volume) + v.sliceOffset);
+    const int n = across.end - across.begin;
+    for (int y = 0; y < rows.height; ++y) {
+        unsigned char* out = RowOf(rows, y);
+        if (y < down.begin || y >= down.end || n == 0) {
+            Black(out, rows.width, kBytes);
+            continue;
+        }
+        const Tap& line = lines[y - down.begin];
+        const unsigned char* top = slice + line.first * kBytes;
+        const unsigned char* bottom = slice + line.second * kBytes;
+        const int fy = line.fraction, gy = 32768 - fy;
+        Black(out, across.begin, kBytes);
+        unsigned char* pixel = out + static_cast<ptrdiff_t>(across.begin) * kBytes;
+        for (int k = 0; k < n; ++k, pixel += kBytes) {
+            const Tap& column = columns[k];
+            const int fx = column.fraction, gx = 32768 - fx;
+            // The weights of ZelSampleLinearColour: each product shifted right by 15.
+            const int w00 = (gx * gy) >> 15, w10 = (fx * gy) >> 15, w01 = (gx * fy) >> 15, w11 = (fx * fy) >> 15;
+            const unsigned char* a = top + column.first * kBytes;
+            const unsigned char* b = top + column.second * kBytes;
+            const unsigned char* c = bottom + column.first * kBytes;
+            const unsigned char* d = bottom + column.second * kBytes;
+            for (int i = 0; i < kBytes; ++i)
+                pixel[i] = static_cast<unsigned char>((a[i] * w00 + b[i] * w10 + c[i] * w01 + d[i] * w11) >> 15);
+        }
+        Black(out + static_cast<ptrdiff_t>(across.end) * kBytes, rows.width - across.end, kBytes);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool ZelColourAxisBilinear(const ZelAxisView& view, const ZelVolumeRows& rows)
+{
+    return view.voxelBytes == 4 ? AxisBilinearRows<Rgba>(view, rows) : AxisBilinearRows<Rgb>(view, rows);
 }
 
 void ZelCubicWeights(int t, int weights[4])

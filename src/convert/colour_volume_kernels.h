@@ -40,34 +40,44 @@ using ZelColourPlaneKernel = void (*)(const ZelColourPlane& plane, const ZelVolu
 
 // The kernel for a voxel size (3 or 4 bytes), layout and sampling; fixedAxis
 // is the axis whose position never has a fraction (-1 for none).
-ZelColourPlaneKernel ZelSelectColourPlaneKernel(int voxelBytes, bool tiled, ZelColourSampling sampling,
-                                                int fixedAxis);
+ZelColourPlaneKernel ZelSelectColourPlaneKernel(int voxelBytes, bool tiled, ZelColourSampling sampling, int fixedAxis);
 
 // The inside bounds of a sampling: nearest voxels round (offset one half,
 // inside up to size - 1/2 voxel), linear samples reach the last voxel.
 void ZelSetColourBounds(ZelColourPlane& plane, ZelColourSampling sampling);
 
-// An axis-aligned view made smaller than the volume (zoom below 1): every
-// pixel is the average of the voxels whose centres lie under it, the bytes of
-// their sum divided by their count and truncated. Along the column axis,
-// pixel x covers the positions within half a step (at least half a voxel) of
-// colStart + x * colStep; along the row axis likewise. Voxels outside the
-// volume do not count; a pixel with none is black. Positions in 17.15.
-struct ZelColourReduction {
+// An axis-aligned view: display x follows volume axis colAxis, display y
+// rowAxis, on the slice at sliceOffset (the element offset along the third
+// axis). Pixel (x, y) lies at colStart + x * colStep along colAxis and
+// rowStart + y * rowStep along rowAxis, in 17.15.
+struct ZelAxisView {
     const void* volume = nullptr;
     ZelVolumeLayout layout;
     int voxelBytes = 3;
     int colAxis = 0;
     int rowAxis = 1;
-    std::ptrdiff_t sliceOffset = 0;  // element offset of the slice along the third axis
+    std::ptrdiff_t sliceOffset = 0;
     std::int64_t colStart = 0;
     std::int64_t colStep = 0;
     std::int64_t rowStart = 0;
     std::int64_t rowStep = 0;
+    // Bilinear views: a pixel is inside when 0 <= position <= end on both
+    // axes (end = (size - 1) * 32768, or one less to keep off the last voxel).
+    std::int64_t colEnd = 0;
+    std::int64_t rowEnd = 0;
 };
 
-// False only when its tables cannot be allocated (nothing written then).
-bool ZelColourReduce(const ZelColourReduction& view, const ZelVolumeRows& rows);
+// The bilinear blend of ZelSampleLinearColour on the two in-plane axes,
+// from per-column and per-row tables; black outside. False only when the
+// tables cannot be allocated (nothing written then).
+bool ZelColourAxisBilinear(const ZelAxisView& view, const ZelVolumeRows& rows);
+
+// A view made smaller than the volume (zoom below 1): every pixel is the
+// average of the voxels whose centres lie within half a step (at least half a
+// voxel) of its position on each axis, the bytes of their sum divided by
+// their count and truncated. Voxels outside the volume do not count; a pixel
+// with none is black. False only when the tables cannot be allocated.
+bool ZelColourReduce(const ZelAxisView& view, const ZelVolumeRows& rows);
 
 // The bicubic view of one x-y slice of an RGB volume: positions
 // X = colStart + x * colStep and Y = rowStart + y * rowStep in 17.15; a pixel
