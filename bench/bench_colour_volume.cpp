@@ -267,7 +267,8 @@ void RunVtk(benchmark::State& state, const Case& c)
     const double centre[3] = {kCentre.x, kCentre.y, kCentre.z};
     const int slice[3] = {256, 256, 128};
     double origin[3];
-    for (int i = 0; i < 3; ++i) origin[i] = centre[i] * kSpacing[i] - (kOutput - 1) * 0.5 * pixel * (right[i] + down[i]);
+    for (int i = 0; i < 3; ++i)
+        origin[i] = centre[i] * kSpacing[i] - (kOutput - 1) * 0.5 * pixel * (right[i] + down[i]);
     if (c.kind != Kind::kOblique) origin[c.plane] = slice[c.plane] * kSpacing[c.plane];
 
     vtkSMPTools::Initialize(1);
@@ -294,16 +295,16 @@ void RunVtk(benchmark::State& state, const Case& c)
 
 const bool g_registered = [] {
     for (const Case& c : kCases) {
-        benchmark::RegisterBenchmark((std::string("ColourVolume/") + c.name).c_str(),
-                                     [c](benchmark::State& s) { RunOurs(s, c); })
-            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark((std::string("ColourVolume/") + c.name).c_str(), [c](benchmark::State& s) {
+            RunOurs(s, c);
+        })->Unit(benchmark::kMillisecond);
 #ifdef ZEL_HAVE_VTK
         // VTK reads the linear volume; its one-slice, bicubic and averaging
         // views have no counterpart here.
         if (!c.tiled && (c.kind == Kind::kMPR || c.kind == Kind::kOblique) && c.zoom >= 1.0f) {
-            benchmark::RegisterBenchmark((std::string("ColourVolume/VTK_") + c.name).c_str(),
-                                         [c](benchmark::State& s) { RunVtk(s, c); })
-                ->Unit(benchmark::kMillisecond);
+            benchmark::RegisterBenchmark((std::string("ColourVolume/VTK_") + c.name).c_str(), [c](benchmark::State& s) {
+                RunVtk(s, c);
+            })->Unit(benchmark::kMillisecond);
         }
 #endif
     }

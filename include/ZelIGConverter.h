@@ -170,7 +170,8 @@ public:
                                            float zoom);
     // The MPR view of param (see ZelMPRImageGenerator.h: the same planes,
     // rotations, flips and DisplayToVoxel positions), depth 3. A plane other
-    // than 0 to 2 or a zoom that is not positive and finite is refused.
+    // than 0 to 2 or a zoom that is not positive and finite is refused;
+    // backgroundValue is not used.
     // * A one-slice volume shown as plane 2 unrotated and unflipped takes the
     //   placement of ConvertZelImageRGB_BiCubic with the volume's spacing and
     //   bilinear weights: with fractions fx, fy the four voxels weigh
@@ -189,8 +190,9 @@ public:
     //   its position along each display axis, its bytes summed and divided by
     //   their count, truncated. Voxels outside the volume do not count.
     //   Nearest sampling (interpolation 0) and free rotation keep sampling.
-    // A view whose first pixel or step lies further than 65536 voxels away
-    // (absurd centres, zooms far below 1 with free rotation) is refused.
+    // A view whose walk does not fit 32-bit 17.15 fixed point is refused: a
+    // pixel step of 65536 voxels or more, or (nearest sampling, free
+    // rotation) a first pixel that far from the volume.
     static bool ConvertZelImageRGB(ZelImageBuffer* buffer, const ZelImage<ZelRGBBase<unsigned char>>* volume,
                                    ZelMPRImageGeneratorParam& param);
     // The oblique plane of param (see ZelObliqueImageGenerator.h: the same
