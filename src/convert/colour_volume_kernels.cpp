@@ -162,14 +162,14 @@ bool ReduceRows(const ZelAxisView& v, const ZelVolumeRows& rows)
             const Voxel* line = volume + rowAxis.Offset(r);
             for (int c = 0; c < span; ++c) {
                 const auto* bytes = reinterpret_cast<const unsigned char*>(line + offsets[c]);
-                for (int k = 0; k < kBytes; ++k) sums[c * kBytes + k] += bytes[k];
+                for (int k = 0; k < kBytes; ++k) sums[static_cast<ptrdiff_t>(c) * kBytes + k] += bytes[k];
             }
         }
         // Every sum is at most 255 * count; below 2^31 the divisor is one
         // multiply. The count of a pixel takes few values, so the divisor of
         // the previous pixel is kept while the count stays.
-        const bool small = 255LL * down.Count() * widest < (1LL << 31);
-        int divisorCount = 0;
+        const bool small = 255.0 * down.Count() * widest < 2147483648.0;
+        int64_t divisorCount = 0;
         ZelFixedDivisor fixed(1);
         for (int x = 0; x < width; ++x) {
             unsigned char* pixel = out + static_cast<ptrdiff_t>(x) * kBytes;
@@ -180,8 +180,8 @@ bool ReduceRows(const ZelAxisView& v, const ZelVolumeRows& rows)
             }
             std::uint64_t total[kBytes] = {};
             for (int c = across.begin - first; c < across.end - first; ++c)
-                for (int k = 0; k < kBytes; ++k) total[k] += sums[c * kBytes + k];
-            const int count = down.Count() * across.Count();
+                for (int k = 0; k < kBytes; ++k) total[k] += sums[static_cast<ptrdiff_t>(c) * kBytes + k];
+            const int64_t count = static_cast<int64_t>(down.Count()) * across.Count();
             if (small) {
                 if (count != divisorCount) {
                     fixed = ZelFixedDivisor(count);
