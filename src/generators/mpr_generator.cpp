@@ -1,6 +1,5 @@
 // ZelMPRImageGenerator: argument checks, geometry of the call and the one
 // dispatch on the voxel type.
-#include <cmath>
 #include <new>
 
 #include "ZelImage.h"
