@@ -18,6 +18,7 @@
 #include "ZelIGConverter.h"
 #include "ZelMPRImageGenerator.h"
 #include "ZelObliqueImageGenerator.h"
+#include "bench_volume.h"
 #include "phantom.h"
 
 #ifdef ZEL_HAVE_VTK
@@ -266,23 +267,16 @@ vtkImageData* VtkVolume()
 // origin + (i right + j down) * pixel spacing, in world units.
 void RunVtk(benchmark::State& state, const Case& c)
 {
-    double right[3] = {0, 0, 0}, down[3] = {0, 0, 0};
+    double right[3], down[3], normal[3];
+    BenchMPRAxes(c.plane, c.rotation == 4 ? kAngle : 0.0, right, down, normal);
     if (c.kind == Kind::kOblique) {
         const ZelObliqueImageGeneratorParam p = ObliqueParam();
         for (int i = 0; i < 3; ++i) {
             right[i] = p.orientation.m[i][0];
             down[i] = p.orientation.m[i][1];
+            normal[i] = p.orientation.m[i][2];
         }
-    } else {
-        const double angle = c.rotation == 4 ? kAngle : 0.0;
-        const int rightAxis = c.plane == 0 ? 1 : 0, downAxis = c.plane == 2 ? 1 : 2;
-        right[rightAxis] = std::cos(angle);
-        right[downAxis] = std::sin(angle);
-        down[rightAxis] = -std::sin(angle);
-        down[downAxis] = std::cos(angle);
     }
-    const double normal[3] = {right[1] * down[2] - right[2] * down[1], right[2] * down[0] - right[0] * down[2],
-                              right[0] * down[1] - right[1] * down[0]};
     const double pixel = kSpacing[0] / c.zoom;
     const double centre[3] = {kCentre.x, kCentre.y, kCentre.z};
     const int slice[3] = {256, 256, 128};
