@@ -175,15 +175,8 @@ vtkSmartPointer<vtkImageReslice> MakeReslice(const MprCase& c, bool oneThread)
 {
     const ZelMPRImageGeneratorParam p = ParamOf(c);
     // In-image axes (world directions equal normalised-voxel directions).
-    const double angle = c.rotation == 4 ? c.angle : 0.0;
-    double right[3] = {0, 0, 0}, down[3] = {0, 0, 0};
-    const int rightAxis = c.plane == 0 ? 1 : 0, downAxis = c.plane == 2 ? 1 : 2;
-    right[rightAxis] = std::cos(angle);
-    right[downAxis] = std::sin(angle);
-    down[rightAxis] = -std::sin(angle);
-    down[downAxis] = std::cos(angle);
-    const double normal[3] = {right[1] * down[2] - right[2] * down[1], right[2] * down[0] - right[0] * down[2],
-                              right[0] * down[1] - right[1] * down[0]};
+    double right[3], down[3], normal[3];
+    BenchMPRAxes(c.plane, c.rotation == 4 ? c.angle : 0.0, right, down, normal);
 
     const double spacing[3] = {kBenchSpacingXY, kBenchSpacingXY, kBenchSpacingZ};
     const double finest = kBenchSpacingXY;

@@ -2,6 +2,7 @@
 // 16-bit head phantom, built once per process in both layouts.
 #pragma once
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -43,4 +44,20 @@ inline const ZelImage<short>& BenchVolume(bool tiled)
     };
     static const Volumes volumes;
     return tiled ? *volumes.tiled : *volumes.linear;
+}
+
+// World directions of an MPR view for a peer's reslice: the plane's right and
+// down turned by `angle` about its normal (radians; world directions equal
+// normalised-voxel directions), and normal = right x down.
+inline void BenchMPRAxes(int plane, double angle, double right[3], double down[3], double normal[3])
+{
+    const int rightAxis = plane == 0 ? 1 : 0, downAxis = plane == 2 ? 1 : 2;
+    for (int i = 0; i < 3; ++i) right[i] = down[i] = 0;
+    right[rightAxis] = std::cos(angle);
+    right[downAxis] = std::sin(angle);
+    down[rightAxis] = -std::sin(angle);
+    down[downAxis] = std::cos(angle);
+    normal[0] = right[1] * down[2] - right[2] * down[1];
+    normal[1] = right[2] * down[0] - right[0] * down[2];
+    normal[2] = right[0] * down[1] - right[1] * down[0];
 }

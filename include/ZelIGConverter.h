@@ -7,6 +7,9 @@
 #include "ZelRGBABase.h"
 #include "ZelRGBBase.h"
 
+struct ZelMPRImageGeneratorParam;
+struct ZelObliqueImageGeneratorParam;
+
 // Display conversions: slice values to display pixels.
 //
 // Conventions of every conversion:
@@ -135,4 +138,86 @@ public:
                              float opacity, const ZelRGBBase<unsigned char>& colour);
     static bool BlendingMask(ZelImageBuffer* buffer, const ZelImage<unsigned short>* mask, unsigned short bits,
                              float opacity, const ZelRGBBase<unsigned char>& colour);
+
+    // Colour volumes
+    // --------------
+    // These read a volume of colour voxels (ZelRGBBase: depth 3, ZelRGBABase:
+    // depth 4) instead of a slice, in either storage layout, and write byte k
+    // of a pixel from byte k of the voxels. Where the view leaves the volume
+    // the pixel is black (every byte 0). 17.15 fixed point throughout.
+    // Refused before anything is written: a null buffer or volume, a depth
+    // other than the voxel's size, a volume without voxels, a spacing that is
+    // not positive and finite, and a view that is not defined (see each
+    // function). An empty buffer converts to nothing successfully.
+
+    // The x-y slice z = trunc(center.z) of an RGB volume, scaled with cubic
+    // convolution (a = -1). With m the smallest of the three spacings, the
+    // pixels per voxel are kx = (spacing.x / m in single precision) * zoom and
+    // ky likewise (the product in double); pixel (0, 0) lies at x0 = center.x
+    // - (W - 1) / 2 / kx, y0 likewise, and the pixels step by 1 / kx and 1 / ky.
+    // Positions X and steps are x0 * 32768 and 32768 / kx truncated; the 15-bit
+    // fraction t of a position gives the weights of the neighbours at -1, 0,
+    // +1, +2 (t1 = t - 32768, t2 = t * t >> 15, t3 = t2 - t - 32768, shifts
+    // arithmetic): -((t1 * t1 >> 15) * t >> 15), t3 * t1 >> 15, -(t3 * t >> 15),
+    // t2 * t1 >> 15. A byte is the sum over the 4 x 4 neighbours of voxel byte
+    // * (row weight * column weight >> 15), shifted right by 15 and clamped to
+    // 0..255. A pixel is black unless 1 <= X >> 15 < size.x - 2 and the same
+    // for Y (so the first voxel row and column and the last two never show),
+    // and a slice index outside the volume is black. zoom must be positive and
+    // finite.
+    static bool ConvertZelImageRGB_BiCubic(ZelImageBuffer* buffer, const ZelImage<ZelRGBBase<unsigned char>>* volume,
+                                           const Zel3DVector<float>& center, const Zel3DVector<float>& spacing,
+                                           float zoom);
+    // The MPR view of param (see ZelMPRImageGenerator.h: the same planes,
+    // rotations, flips and DisplayToVoxel positions), depth 3. A plane other
+    // than 0 to 2 or a zoom that is not positive and finite is refused;
+    // backgroundValue is not used.
+    // * A one-slice volume shown as plane 2 unrotated and unflipped takes the
+    //   placement of ConvertZelImageRGB_BiCubic with the volume's spacing and
+    //   bilinear weights: with fractions fx, fy the four voxels weigh
+    //   (32768 - fx) * (32768 - fy) >> 15, fx * (32768 - fy) >> 15,
+    //   (32768 - fx) * fy >> 15 and fx * fy >> 15, and a byte is the weighted
+    //   sum >> 15; a pixel is black unless 0 <= X < (size.x - 1) * 32768 and
+    //   the same for Y. slicePosition is not read.
+    // * Otherwise each pixel samples the position the MPR generator walks for
+    //   it: interpolation 0 takes the nearest voxel, any other value the
+    //   bilinear blend of the four voxels around it with the weights above
+    //   (inside up to and including the last voxel, as DisplayToVoxel counts
+    //   it). A slice index outside the volume shows black.
+    // * Below zoom 1, a view with rotation 0 to 3 (and the one-slice view
+    //   above) averages instead of sampling: a pixel is the mean of the voxels
+    //   whose centres lie within half a pixel step (at least half a voxel) of
+    //   its position along each display axis, its bytes summed and divided by
+    //   their count, truncated. Voxels outside the volume do not count.
+    //   Nearest sampling (interpolation 0) and free rotation keep sampling.
+    // A view whose walk does not fit 32-bit 17.15 fixed point is refused: a
+    // pixel step of 65536 voxels or more, or (nearest sampling, free
+    // rotation) a first pixel that far from the volume.
+    static bool ConvertZelImageRGB(ZelImageBuffer* buffer, const ZelImage<ZelRGBBase<unsigned char>>* volume,
+                                   ZelMPRImageGeneratorParam& param);
+    // The oblique plane of param (see ZelObliqueImageGenerator.h: the same
+    // positions), depth 3: interpolation 0 takes the nearest voxel, any other
+    // value blends the eight voxels around the position (weights as above,
+    // each product shifted right by 15). thickness, slabMode and
+    // backgroundValue are not used. Refused like the oblique generator: a
+    // centre or matrix that is not finite, a zoom of 0 or not finite, a view
+    // further than 65536 voxels away.
+    static bool ConvertZelImageRGB(ZelImageBuffer* buffer, const ZelImage<ZelRGBBase<unsigned char>>* volume,
+                                   ZelObliqueImageGeneratorParam& param);
+    // The MPR view of an RGBA volume, depth 4, as the general path of
+    // ConvertZelImageRGB with the fourth byte blended like the other three
+    // (and 0 outside the volume).
+    static bool ConvertZelImageRGBA(ZelImageBuffer* buffer, const ZelImage<ZelRGBABase<unsigned char>>* volume,
+                                    ZelMPRImageGeneratorParam& param);
+    // Joins a colour volume and an 8-bit volume of the same size into an RGBA
+    // volume: the destination is (re)allocated with the source's size,
+    // layout and block padding and takes its spacing; each voxel takes the
+    // source's three bytes and the alpha voxel as its fourth. The alpha volume
+    // may be stored in the other layout. False, with the destination
+    // untouched, for a null argument, a size mismatch or a source or alpha
+    // volume without voxels; false also when the destination cannot be
+    // allocated.
+    static bool ConvertColorImage(ZelImage<ZelRGBABase<unsigned char>>* destination,
+                                  const ZelImage<ZelRGBBase<unsigned char>>* source,
+                                  const ZelImage<unsigned char>* alpha);
 };

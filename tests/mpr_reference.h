@@ -33,6 +33,24 @@ std::unique_ptr<ZelImage<T>> RandomVolume(int sx, int sy, int sz, Zel3DVector<fl
     return volume;
 }
 
+// View number i of a sweep over every plane and rotation (free rotation by a
+// random angle), with random flips, a zoom in [0.4, 3.4), a centre inside the
+// volume and a slice index from 0 to the size (one past the end).
+inline ZelMPRImageGeneratorParam RandomView(int i, const int size[3], std::mt19937& rng)
+{
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    ZelMPRImageGeneratorParam p;
+    p.plane = i % 3;
+    p.rotation = i / 3 % 5;
+    p.rotationAngle = unit(rng) * 7 - 1;
+    p.flipHorizontal = rng() % 2;
+    p.flipVertical = rng() % 2;
+    p.zoom = 0.4f + 3 * unit(rng);
+    p.center = {unit(rng) * size[0], unit(rng) * size[1], unit(rng) * size[2]};
+    for (int a = 0; a < 3; ++a) (&p.slicePosition.x)[a] = static_cast<int>(rng() % (size[a] + 1));
+    return p;
+}
+
 template <class T>
 T VoxelAt(const ZelImage<T>& volume, int x, int y, int z)
 {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -300,6 +301,44 @@ TEST(ColourConverters, PlainWindowTwinGivesTheSameColours)
                           ZelColourStage::Palette, {palette.data(), nullptr});
         }
         ASSERT_EQ(fast, twin) << "width " << width << " centre " << centre;
+    }
+}
+
+// The colour tables against a per-pixel model, vector and scalar twins alike:
+// components outside 0..1 and NaN saturate, and a slice whose strips alternate
+// between few values (tabulated) and the whole 16-bit range (converted pixel
+// by pixel) gives the model's bytes everywhere.
+TEST(ColourConverters, ColourTablesMatchTheModel)
+{
+    std::mt19937 random(5);
+    std::vector<ZelRGBABase<float>> colours(65536);
+    std::uniform_real_distribution<float> wide(-0.2f, 1.2f);
+    const float odd[] = {std::nanf(""), -0.0f, 1.0f, 0.999999f, 128.0f / 255.0f, 1e30f};
+    for (auto& c : colours)
+        for (float* k = &c.r; k <= &c.a; ++k) *k = random() % 8 ? wide(random) : odd[random() % 6];
+    ZelRGBABase<float>* zero = colours.data() + 32768;
+    const auto byte = [](double x) { return x > 0 ? (x < 255 ? static_cast<int>(x) : 255) : 0; };
+    for (const int width : {7, 700}) {
+        std::vector<short> values(static_cast<std::size_t>(width) * (width == 7 ? 5 : 70));
+        for (std::size_t i = 0; i < values.size(); ++i)
+            values[i] = static_cast<short>((i / 20000) % 2 == 1 || width == 7 ? random() : random() % 300 - 1000);
+        for (const bool premultiplied : {false, true}) {
+            std::vector<int> expected;
+            for (short v : values) {
+                const ZelRGBABase<float>& e = zero[v];
+                const float a = static_cast<float>(e.a * 255.0);
+                const double scale = premultiplied ? a : 255.0;
+                expected.insert(expected.end(), {byte(e.r * scale), byte(e.g * scale), byte(e.b * scale),
+                                                 byte(premultiplied ? a : e.a * 255.0)});
+            }
+            for (const ZelSimd level : {ZelSimd::kAvx2, ZelSimd::kScalar}) {
+                const ZelSimdCapScope cap(level);
+                const Convert convert = premultiplied ? Convert(CONVERT(ColorTableWithOpacity(b, s, zero)))
+                                                      : Convert(CONVERT(ColorTable(b, s, zero)));
+                EXPECT_EQ(Pixels(convert, values, width, 4), expected)
+                    << "width " << width << " premultiplied " << premultiplied << " level " << static_cast<int>(level);
+            }
+        }
     }
 }
 

@@ -9,6 +9,7 @@
 #include "ZelImage.h"
 #include "ZelMPRImageGenerator.h"
 #include "generators/mpr_geometry.h"
+#include "mpr_reference.h"
 
 namespace {
 
@@ -170,21 +171,11 @@ TEST(MPRMapping, PixelsShowTheMappedVoxel)
     for (int i = 0; i < size[0] * size[1] * size[2]; ++i) linear.GetDataPtr()[i] = static_cast<unsigned short>(i + 1);
     std::unique_ptr<ZelImageBase> tiled(linear.Clone(ZEL_ALIGNMENT_TILED));
     std::mt19937 rng(9);
-    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
     long checked = 0;
     for (int i = 0; i < 300; ++i) {
         ZelImageBase& volume = i % 2 ? *tiled : linear;
         volume.SetImageScale(i % 3 ? Zel3DVector<float>{0.7f, 0.9f, 1.3f} : Zel3DVector<float>{1, 1, 1});
-        ZelMPRImageGeneratorParam p;
-        p.plane = i % 3;
-        p.rotation = i / 3 % 5;
-        p.rotationAngle = unit(rng) * 7 - 1;
-        p.flipHorizontal = rng() % 2;
-        p.flipVertical = rng() % 2;
-        p.zoom = 0.4f + 3 * unit(rng);
-        p.center = {unit(rng) * size[0], unit(rng) * size[1], unit(rng) * size[2]};
-        p.slicePosition = {static_cast<int>(rng() % 21), static_cast<int>(rng() % 17), static_cast<int>(rng() % 13)};
-        p.backgroundValue = 0;
+        ZelMPRImageGeneratorParam p = mpr_test::RandomView(i, size, rng);
         const int w = 5 + static_cast<int>(rng() % 40), h = 5 + static_cast<int>(rng() % 40);
         ZelMPRImageGenerator generator;
         generator.SetImage(&volume);

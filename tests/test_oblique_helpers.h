@@ -83,8 +83,8 @@ inline zel_oblique::ObliqueSetup SetupFor(const ZelImageBase& volume, int width,
 inline void SamplePosition(const zel_oblique::ObliqueSetup& s, int i, int j, int k, std::int64_t p[3])
 {
     for (int a = 0; a < 3; ++a)
-        p[a] = std::int64_t{s.start[a]} + std::int64_t{i} * s.right[a] + std::int64_t{j} * s.down[a] +
-               std::int64_t{k} * s.normal[a];
+        p[a] = std::int64_t{s.walk.start[a]} + std::int64_t{i} * s.walk.stepX[a] + std::int64_t{j} * s.walk.stepY[a] +
+               std::int64_t{k} * s.walk.stepNormal[a];
 }
 
 template <class T>

@@ -1,6 +1,5 @@
 // ZelMPRImageGenerator: argument checks, geometry of the call and the one
 // dispatch on the voxel type.
-#include <cmath>
 #include <new>
 
 #include "ZelImage.h"
@@ -71,10 +70,7 @@ bool ZelMPRImageGenerator::GenerateImage(ZelImageBase* image, const ZelMPRImageG
     // Volumes and outputs without voxels, tiled outputs, and geometry that
     // defines no plane or no scale are refused before anything is written.
     if (!volume->GetVoidDataPtr() || !image->GetVoidDataPtr() || image->IsTiled()) return false;
-    if (!(std::isfinite(param.zoom) && param.zoom > 0.0f) || !std::isfinite(param.center.x) ||
-        !std::isfinite(param.center.y) || !std::isfinite(param.center.z)) {
-        return false;
-    }
+    if (!ZelMPRViewDefined(param)) return false;
     const Zel3DVector<int> outSize = image->GetImageSize();
     ZelMPRFrame frame;
     if (!ZelMPRMakeFrame(*volume, param, outSize.x, outSize.y, frame)) return false;

@@ -36,6 +36,12 @@ void Rotate(const double u[3], double angle, double v[3])
 
 }  // namespace
 
+bool ZelMPRViewDefined(const ZelMPRImageGeneratorParam& param)
+{
+    return std::isfinite(param.zoom) && param.zoom > 0.0f && std::isfinite(param.center.x) &&
+           std::isfinite(param.center.y) && std::isfinite(param.center.z);
+}
+
 bool ZelMPRComputeAxes(const ZelMPRImageGeneratorParam& param, ZelMPRAxes& axes)
 {
     static const double kRight[3][3] = {{0, 1, 0}, {1, 0, 0}, {1, 0, 0}};

@@ -22,6 +22,10 @@ inline double ZelMPRSnap(double v)
     return v >= 0.5 ? 1.0 : (v < -0.5 ? -1.0 : 0.0);
 }
 
+// The view of param is defined apart from its plane: a positive finite zoom
+// and a finite centre.
+bool ZelMPRViewDefined(const ZelMPRImageGeneratorParam& param);
+
 // Axes of the view described by param; false for a plane other than 0, 1, 2.
 bool ZelMPRComputeAxes(const ZelMPRImageGeneratorParam& param, ZelMPRAxes& axes);
 

@@ -70,13 +70,13 @@ void PlaneRow(const ObliqueSetup& s, int row)
     T* out = OutputRow<T>(s, row);
     const T background = static_cast<T>(s.background);
     int64_t p0[3];
-    ObliqueRowStart(s, row, p0);
-    const ZelSpan span = ZelInsideSpan(p0, s.right, Sample::Low(), Sample::High(s), s.width);
+    s.walk.RowStart(row, p0);
+    const ZelSpan span = ZelInsideSpan(p0, s.walk.stepX, Sample::Low(), Sample::High(s), s.width);
     std::fill(out, out + span.begin, background);
     const Sample sample(s);
     int i = span.begin;
     if constexpr (kVector) i = ObliquePlaneSpanAvx2<decltype(sample.view)::kIsTiled>(s, p0, i, span.end, out);
-    ZelFixedWalk walk(p0, s.right, i, Sample::Offset());
+    ZelFixedWalk walk(p0, s.walk.stepX, i, Sample::Offset());
     for (; i < span.end; ++i) {
         out[i] = sample(walk);
         walk.Next();
@@ -95,7 +95,7 @@ int CheckedSlabPixel(const ObliqueSetup& s, const short* volume, const View& vie
                      const int64_t rowStart[3], int column, const ZelFixedDivisor& count)
 {
     int64_t p[3];
-    for (int a = 0; a < 3; ++a) p[a] = rowStart[a] + static_cast<int64_t>(column) * s.right[a];
+    for (int a = 0; a < 3; ++a) p[a] = rowStart[a] + static_cast<int64_t>(column) * s.walk.stepX[a];
     const int background = static_cast<short>(s.background);
     int acc = Mode::Init();
     for (int k = 0; k <= s.steps; ++k) {
@@ -104,7 +104,7 @@ int CheckedSlabPixel(const ObliqueSetup& s, const short* volume, const View& vie
         acc = Mode::Fold(acc, inside ? ZelSampleTrilinear(volume, view, last, static_cast<uint32_t>(p[0]),
                                                           static_cast<uint32_t>(p[1]), static_cast<uint32_t>(p[2]))
                                      : background);
-        for (int a = 0; a < 3; ++a) p[a] += s.normal[a];
+        for (int a = 0; a < 3; ++a) p[a] += s.walk.stepNormal[a];
     }
     return Mode::Finish(acc, count);
 }
@@ -121,12 +121,12 @@ void SlabRow(const ObliqueSetup& s, int row)
     const ZelFixedDivisor count(n + 1);
     int64_t p0[3];
     int64_t pn[3];
-    ObliqueRowStart(s, row, p0);
-    for (int a = 0; a < 3; ++a) pn[a] = p0[a] + static_cast<int64_t>(n) * s.normal[a];
+    s.walk.RowStart(row, p0);
+    for (int a = 0; a < 3; ++a) pn[a] = p0[a] + static_cast<int64_t>(n) * s.walk.stepNormal[a];
     // The box is convex: a pixel's samples all lie inside when its first and
     // its last sample do.
-    const ZelSpan front = ZelInsideSpan(p0, s.right, 0, s.linearHigh, s.width);
-    const ZelSpan back = ZelInsideSpan(pn, s.right, 0, s.linearHigh, s.width);
+    const ZelSpan front = ZelInsideSpan(p0, s.walk.stepX, 0, s.linearHigh, s.width);
+    const ZelSpan back = ZelInsideSpan(pn, s.walk.stepX, 0, s.linearHigh, s.width);
     const int first = std::max(front.begin, back.begin);
     const int end = std::max(first, std::min(front.end, back.end));
 
@@ -134,9 +134,9 @@ void SlabRow(const ObliqueSetup& s, int row)
         out[i] = static_cast<short>(CheckedSlabPixel<View, Mode>(s, volume, view, last, p0, i, count));
     int i = first;
     if (kVector) i = ObliqueSlabSpanAvx2<View::kIsTiled, Mode::kMode>(s, p0, i, end, out);
-    ZelFixedWalk column(p0, s.right, i, 0);
-    const uint32_t d[3] = {static_cast<uint32_t>(s.normal[0]), static_cast<uint32_t>(s.normal[1]),
-                           static_cast<uint32_t>(s.normal[2])};
+    ZelFixedWalk column(p0, s.walk.stepX, i, 0);
+    const uint32_t d[3] = {static_cast<uint32_t>(s.walk.stepNormal[0]), static_cast<uint32_t>(s.walk.stepNormal[1]),
+                           static_cast<uint32_t>(s.walk.stepNormal[2])};
     for (; i < end; ++i) {
         uint32_t px = column.p[0];
         uint32_t py = column.p[1];

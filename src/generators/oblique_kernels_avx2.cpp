@@ -193,8 +193,8 @@ struct Columns {
     {
         const __m256i lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
         for (int a = 0; a < 3; ++a) {
-            const uint32_t p0 = static_cast<uint32_t>(rowStart[a] + static_cast<int64_t>(first) * s.right[a]);
-            const __m256i d = _mm256_set1_epi32(s.right[a]);
+            const uint32_t p0 = static_cast<uint32_t>(rowStart[a] + static_cast<int64_t>(first) * s.walk.stepX[a]);
+            const __m256i d = _mm256_set1_epi32(s.walk.stepX[a]);
             p[a] = _mm256_add_epi32(_mm256_set1_epi32(static_cast<int>(p0)), _mm256_mullo_epi32(lane, d));
             step[a] = _mm256_slli_epi32(d, 3);
         }
@@ -245,8 +245,8 @@ ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int firs
 {
     const short* volume = static_cast<const short*>(s.volume);
     const Consts<kTiled> k(s);
-    const __m256i normal[3] = {_mm256_set1_epi32(s.normal[0]), _mm256_set1_epi32(s.normal[1]),
-                               _mm256_set1_epi32(s.normal[2])};
+    const __m256i normal[3] = {_mm256_set1_epi32(s.walk.stepNormal[0]), _mm256_set1_epi32(s.walk.stepNormal[1]),
+                               _mm256_set1_epi32(s.walk.stepNormal[2])};
     const int n = s.steps;
     const __m256d count = _mm256_set1_pd(n + 1);
     Columns columns(s, rowStart, first);

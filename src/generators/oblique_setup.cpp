@@ -50,6 +50,11 @@ bool ObliqueFrame(const ZelImageBase& volume, const ZelObliqueImageGeneratorPara
     return true;
 }
 
+bool ObliquePlaneDefined(const ZelObliqueImageGeneratorParam& param)
+{
+    return Finite(param.center) && Finite(param.orientation) && std::isfinite(param.zoom) && param.zoom != 0.0f;
+}
+
 ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* output,
                                const ZelObliqueImageGeneratorParam& param, ObliquePlan& plan)
 {
@@ -58,9 +63,7 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
     float s[3];
     float m;
     if (!ZelNormalisedSpacing(*volume, s, m)) return ObliquePrepared::kRejected;
-    if (!Finite(param.center) || !Finite(param.orientation) || !std::isfinite(param.zoom) || param.zoom == 0.0f ||
-        !std::isfinite(param.thickness))
-        return ObliquePrepared::kRejected;
+    if (!ObliquePlaneDefined(param) || !std::isfinite(param.thickness)) return ObliquePrepared::kRejected;
     plan.outputScale = m / param.zoom;
 
     // A negative thickness is a thin slice; an absurdly long slab is refused
@@ -82,11 +85,7 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
     setup.height = outSize.y > 0 ? outSize.y : 0;
     ZelPlaneFrame<float> frame;
     ObliqueFrame(*volume, param, setup.width, setup.height, static_cast<float>(n) * 0.5f, frame, m);
-    for (int a = 0; a < 3; ++a) {
-        if (!ZelToFixed(frame.start[a], setup.start[a]) || !ZelToFixed(frame.stepX[a], setup.right[a]) ||
-            !ZelToFixed(frame.stepY[a], setup.down[a]) || !ZelToFixed(frame.stepNormal[a], setup.normal[a]))
-            return ObliquePrepared::kUnsupported;
-    }
+    if (!setup.walk.Set(frame)) return ObliquePrepared::kUnsupported;
 
     setup.volume = volume->GetVoidDataPtr();
     setup.layout = ZelVolumeLayout(*volume);

@@ -24,11 +24,10 @@ struct ObliqueSetup {
     void* output;  // linear rows of `width` elements
     int width;
     int height;
-    int start[3];   // first sample of row 0, column 0 (slab: the slab's first plane)
-    int right[3];   // per column
-    int down[3];    // per row
-    int normal[3];  // per slab step
-    int steps;      // slab steps n; n + 1 samples per pixel
+    // First sample of row 0, column 0 (slab: of the slab's first plane), and
+    // the steps per column (stepX), per row (stepY) and per slab step.
+    ZelFixedFrame<int> walk;
+    int steps;  // slab steps n; n + 1 samples per pixel
     int background;
     int slabMode;
     // Inclusive upper bounds of the inside test per axis: nearest sampling
@@ -61,6 +60,10 @@ enum class ObliquePrepared {
 bool ObliqueFrame(const ZelImageBase& volume, const ZelObliqueImageGeneratorParam& param, int width, int height,
                   float halfSlab, ZelPlaneFrame<float>& frame, float& m);
 
+// The plane of param is defined: finite centre and matrix, a finite zoom
+// other than 0.
+bool ObliquePlaneDefined(const ZelObliqueImageGeneratorParam& param);
+
 // Checks volume, output and parameters and fills plan. Writes nothing.
 ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* output,
                                const ZelObliqueImageGeneratorParam& param, ObliquePlan& plan);
@@ -68,12 +71,5 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
 // Runs every row of a prepared plan on the calling thread, or over the
 // workers when the plan is threaded.
 void RunOblique(const ObliquePlan& plan);
-
-// 17.15 position of column 0 of a row.
-inline void ObliqueRowStart(const ObliqueSetup& s, int row, std::int64_t p[3])
-{
-    for (int a = 0; a < 3; ++a)
-        p[a] = static_cast<std::int64_t>(s.start[a]) + static_cast<std::int64_t>(row) * s.down[a];
-}
 
 }  // namespace zel_oblique

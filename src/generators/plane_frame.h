@@ -6,9 +6,12 @@
 // ZelImageGeneratorBase.h.
 #pragma once
 
+#include <cstdint>
+
 #include "Zel2DVector.h"
 #include "Zel3DVector.h"
 #include "ZelImageBase.h"
+#include "generators/voxel_space.h"
 
 // Real is the precision a generator computes its geometry in (double for the
 // MPR generator, float for the oblique one); its roundings are part of the
@@ -38,6 +41,37 @@ struct ZelPlaneFrame {
     // Display position of a voxel position; its component along the normal
     // drops out.
     Zel2DVector<float> VoxelToDisplay(int width, int height, const Zel3DVector<float>& voxel) const;
+};
+
+// The walk of a frame in 17.15 fixed point, each value truncated toward zero:
+// what the walking kernels read. Fixed is int for the kernels that keep their
+// positions in 32 bits.
+template <class Fixed>
+struct ZelFixedFrame {
+    Fixed start[3];
+    Fixed stepX[3];
+    Fixed stepY[3];
+    Fixed stepNormal[3];
+
+    // False when a value does not fit Fixed (see ZelToFixed): the plane then
+    // lies far outside any volume.
+    template <class Real>
+    bool Set(const ZelPlaneFrame<Real>& frame)
+    {
+        for (int a = 0; a < 3; ++a) {
+            if (!ZelToFixed(frame.start[a], start[a]) || !ZelToFixed(frame.stepX[a], stepX[a]) ||
+                !ZelToFixed(frame.stepY[a], stepY[a]) || !ZelToFixed(frame.stepNormal[a], stepNormal[a]))
+                return false;
+        }
+        return true;
+    }
+
+    // Position of column 0 of a row.
+    void RowStart(int row, std::int64_t p[3]) const
+    {
+        for (int a = 0; a < 3; ++a)
+            p[a] = static_cast<std::int64_t>(start[a]) + static_cast<std::int64_t>(row) * stepY[a];
+    }
 };
 
 // Smallest spacing of a volume and the normalised spacing s = spacing /

@@ -66,3 +66,46 @@ inline int ZelSampleTrilinear(const short* volume, const View& view, const int l
     const int b1 = (ZelLerp12(ZelBlendX(r01[x0i], r01[x1i], wx), ZelBlendX(r11[x0i], r11[x1i], wx), wy) + 2048) >> 12;
     return (ZelLerp12(b0, b1, wz) + 16384) >> 15;
 }
+
+// Linear sample of a colour volume, whose voxels are kChannels bytes
+// (ZelRGBBase or ZelRGBABase of unsigned char), in 32-bit integers. Along each
+// axis the two voxels around the position weigh (32768 - f, f) by the 15-bit
+// fraction f; a voxel's weight is the product of its axes' weights, shifted
+// right by 15 after each product, and each byte is the weighted sum of the
+// voxels' bytes shifted right by 15. So with a fraction of 0 on one axis the
+// sample is exactly the bilinear one of the other two, and the bytes never
+// exceed 255 (the weights sum to at most 32768). kFixedAxis names an axis
+// whose fraction is known to be 0 (the normal of an axis-aligned plane); its
+// neighbours are then not read. The position must lie inside the volume as
+// for ZelSampleTrilinear.
+template <int kFixedAxis, class Voxel, class View>
+inline void ZelSampleLinearColour(const Voxel* volume, const View& view, const int last[3], std::uint32_t px,
+                                  std::uint32_t py, std::uint32_t pz, unsigned char* out)
+{
+    constexpr int kChannels = static_cast<int>(sizeof(Voxel));
+    const std::uint32_t p[3] = {px, py, pz};
+    std::ptrdiff_t offset[3][2];
+    int weight[3][2];
+    for (int a = 0; a < 3; ++a) {
+        const int c = static_cast<int>(p[a] >> kZelFixedShift);
+        const int f = a == kFixedAxis ? 0 : static_cast<int>(p[a] & kZelFixedMask);
+        const int next = c + (c < last[a]);
+        offset[a][0] = a == 0 ? view.X(c) : (a == 1 ? view.Y(c) : view.Z(c));
+        offset[a][1] = a == 0 ? view.X(next) : (a == 1 ? view.Y(next) : view.Z(next));
+        weight[a][0] = 32768 - f;
+        weight[a][1] = f;
+    }
+    const int nx = kFixedAxis == 0 ? 1 : 2;
+    const int ny = kFixedAxis == 1 ? 1 : 2;
+    const int nz = kFixedAxis == 2 ? 1 : 2;
+    int sum[kChannels] = {};
+    for (int k = 0; k < nz; ++k)
+        for (int j = 0; j < ny; ++j)
+            for (int i = 0; i < nx; ++i) {
+                const int w = (((weight[0][i] * weight[1][j]) >> kZelFixedShift) * weight[2][k]) >> kZelFixedShift;
+                const auto* v =
+                    reinterpret_cast<const unsigned char*>(volume + offset[0][i] + offset[1][j] + offset[2][k]);
+                for (int c = 0; c < kChannels; ++c) sum[c] += v[c] * w;
+            }
+    for (int c = 0; c < kChannels; ++c) out[c] = static_cast<unsigned char>(sum[c] >> kZelFixedShift);
+}
