@@ -167,8 +167,13 @@ bool ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1, LineWalk& w)
 void InnerLine(const LinePen& pen, I64 x0, I64 y0, I64 x1, I64 y1, bool drawLastPoint)
 {
     const Colour& c = pen.colour;
-    DrawWalk(pen, x0, y0, x1, y1, drawLastPoint, c,
-             [&c](auto depth, unsigned char* p, I64) { PutPixel<decltype(depth)::value>(p, c); });
+    if (c.a == 255) {  // opaque: no blend test per pixel
+        DrawWalk(pen, x0, y0, x1, y1, drawLastPoint, c,
+                 [&c](auto depth, unsigned char* p, I64) { WritePixel<decltype(depth)::value>(p, c); });
+    } else {
+        DrawWalk(pen, x0, y0, x1, y1, drawLastPoint, c,
+                 [&c](auto depth, unsigned char* p, I64) { PutPixel<decltype(depth)::value>(p, c); });
+    }
 }
 
 void WideLine(const LinePen& pen, int width, I64 x0, I64 y0, I64 x1, I64 y1, bool drawLastPoint)
