@@ -91,15 +91,12 @@ TEST(DrawShapes, CircleOutlinesFollowTableAndMidpoint)
         c.engine.DrawCircle(69, 69, d);
         for (const Pixel& p : c.Drawn()) ASSERT_EQ(c.Get(p.first, p.second), 0x80808080u) << d;
     }
-    // Diameter 1 with a wide or dashed pen is a chain of zero-length lines
-    // without end points: nothing.
-    for (const bool dash : {false, true}) {
-        DrawCanvas c(5, 5);
-        c.engine.SetPenWidth(dash ? 1 : 3);
-        c.engine.SetPenDash(dash);
-        c.engine.DrawCircle(2, 2, 1);
-        EXPECT_TRUE(c.Drawn().empty()) << dash;
-    }
+    // Diameter 1 with a wide pen is a chain of zero-length lines without end
+    // points: nothing.
+    DrawCanvas dot(5, 5);
+    dot.engine.SetPenWidth(3);
+    dot.engine.DrawCircle(2, 2, 1);
+    EXPECT_TRUE(dot.Drawn().empty());
 }
 
 TEST(DrawShapes, FilledDiscIsBoundedByItsOutline)
