@@ -30,7 +30,8 @@ typedef struct ZelFontObject* HFONT;
 //   (inclusive bounds, always inside the image) and does nothing while the
 //   clip is empty or no image is attached. Only 3- and 4-byte targets are
 //   drawn on (ClearImage included): a target of another depth is left alone,
-//   as the 4-byte colour write would not fit a 1- or 2-byte pixel.
+//   as the 4-byte colour write would not fit a 1- or 2-byte pixel and deeper
+//   pixels have no layout of their own.
 // * Arguments are taken as given: no coordinate, size or count makes the
 //   engine write outside its target. Coordinates may lie anywhere in the int
 //   range; a line whose x1 - x0 or y1 - y0 does not fit an int is not drawn.
@@ -207,9 +208,9 @@ public:
     // Angles in degrees, 0 towards +x, counter-clockwise as seen on screen
     // (90 points up). The arc runs from startAngle to endAngle:
     // counter-clockwise when endAngle > startAngle, clockwise otherwise; a
-    // difference of 360 or more (taken in float) is the whole circle. The outline pixels whose
-    // direction from their half's centre lies in the sweep are joined in
-    // order with lines without end points. Diameter 1 outlines the rectangle
+    // difference of 360 or more (taken in float) is the whole circle. The
+    // outline pixels whose direction from their half's centre lies in the
+    // sweep are joined in order with lines without end points. Diameter 1 outlines the rectangle
     // between (cx, cy) and (1, 1), diameter 2 is the whole circle.
     void DrawArc(int cx, int cy, int diameter, float startAngle, float endAngle);
     // The pie: the pixels of FillCircle's disc whose direction from their
