@@ -26,8 +26,8 @@
 //   row showing the middle of the path (offset 0): row i shows position
 //   s = (i - offset) / D + 0.5 - (n - 1) * 0.5 / D, D = length * scale.
 //   Rows with s outside [0, 1] (or NaN, for a path of zero length) are
-//   invalid: valid false, constructed true, position s; their other fields
-//   repeat the previous record's (zero before the first valid one).
+//   invalid: valid false, constructed true, position s, every other field
+//   zero.
 // * Straightened rows run along the path plane's axisU (which turns with the
 //   transported frame): the image is the path straightened. Fixed rows run
 //   along one unit direction; their tangent comes from the curve three length
@@ -55,8 +55,8 @@
 //   line ((n - 1) / 2 + c); c = 0 puts the path in the middle of the image.
 // * Lines beyond the last record, and lines of invalid records, are
 //   backgroundValue from end to end; so is a line whose start lies further
-//   than 2^48 voxels or whose steps do not fit 32-bit fixed point (further
-//   than 65536 voxels per pixel).
+//   than 2^45 voxels away or whose steps do not fit 32-bit fixed point (65536
+//   voxels or more per pixel).
 // * Band: with bandEnabled and bandWidth >= 0 only the pixels
 //   [b0, b0 + bandWidth), b0 = (n - bandWidth) / 2 + the band centre of the
 //   layout (columnBandCenter for layout 0, rowBandCenter otherwise), clamped

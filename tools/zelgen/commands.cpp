@@ -1,9 +1,10 @@
-// The commands `info` and `render`: the stages wired together.
+// The commands `info`, `render` and `cpr`: the stages wired together.
 #include <cmath>
 #include <cstdio>
 
 #include "ZelCPUController.h"
 #include "commands.h"
+#include "cpr.h"
 #include "output.h"
 #include "readers.h"
 
@@ -63,6 +64,16 @@ int RunInfo(const std::vector<std::string>& args)
     std::printf("\norientation:  %s from %s: i towards %s, j towards %s, k towards %s\n", OrientationCode(map).c_str(),
                 volume.geometrySource.c_str(), kAxisWords[map.patientAxis[0]][map.sign[0] > 0],
                 kAxisWords[map.patientAxis[1]][map.sign[1] > 0], kAxisWords[map.patientAxis[2]][map.sign[2] > 0]);
+    // Where the voxels lie in the world: the frame of mm paths (zelgen cpr).
+    double first[3], last[3];
+    for (int r = 0; r < 3; ++r) {
+        first[r] = volume.ijkToPatient[r][3];
+        last[r] = first[r];
+        for (int a = 0; a < 3; ++a) last[r] += volume.ijkToPatient[r][a] * (volume.size[a] - 1);
+    }
+    std::printf("world:        voxel 0,0,0 at %.1f, %.1f, %.1f mm; voxel %d,%d,%d at %.1f, %.1f, %.1f mm\n", first[0],
+                first[1], first[2], volume.size[0] - 1, volume.size[1] - 1, volume.size[2] - 1, last[0], last[1],
+                last[2]);
     const double tilt = TiltDegrees(volume.ijkToPatient);
     if (tilt >= kTiltWorthMentioning)
         std::printf(
@@ -129,6 +140,45 @@ int RunRender(const std::vector<std::string>& args)
     const RenderJob job{volume.image.get(), *planes, recipe};
     std::string summary;
     if (!WritePictures(job, output, run, options.plane.series, summary, error)) return ReportError(error);
+    if (!run.quiet) std::fprintf(stderr, "zelgen: wrote %s\n", summary.c_str());
+    return 0;
+}
+
+int RunCpr(const std::vector<std::string>& args)
+{
+    CprOptions options;
+    int status;
+    if (!Begin([&](bool& help, std::string& e) { return ParseCprOptions(args, options, help, e); }, CprUsage, status))
+        return status;
+    std::string error;
+    const RunOptions& run = options.run;
+    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
+
+    // The path is checked against the header before any voxel is read.
+    Volume volume;
+    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(options.input, error);
+    if (!reader || !reader->ReadHeader(volume, error)) return ReportError(error);
+    std::unique_ptr<PlaneChoice> planes = MakeCprPlane(volume, options, error);
+    if (!planes) return ReportError(error);
+    const bool tiled =
+        run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume) : run.layout == LayoutChoice::Tiled;
+    if (!reader->ReadVoxels(volume, tiled ? ZEL_ALIGNMENT_TILED : ZEL_ALIGNMENT_LINEAR, error))
+        return ReportError(error);
+
+    const ValueStats stats = ComputeValueStats(volume);
+    PlaneOptions background;
+    background.haveBackground = options.haveBackground;
+    background.background = options.background;
+    const short stored = StoredBackground(volume, stats, background);
+    FillNoValue(volume, stored);
+    planes->SetBackground(stored);
+    PictureRecipe recipe;
+    if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
+    for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
+
+    const RenderJob job{volume.image.get(), *planes, recipe};
+    std::string summary;
+    if (!WritePictures(job, options.output, run, false, summary, error)) return ReportError(error);
     if (!run.quiet) std::fprintf(stderr, "zelgen: wrote %s\n", summary.c_str());
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "commands.h"
+#include "cpr.h"
 #include "output.h"
 #include "png_writer.h"
 #include "readers.h"
@@ -17,6 +18,7 @@ struct GalleryItem {
     const char* file;
     const char* title;  // also the contact sheet caption
     std::vector<std::string> args;
+    bool cpr = false;  // `zelgen cpr` along the phantom's vessel, else `zelgen render`
 };
 
 const std::vector<GalleryItem>& Gallery()
@@ -36,6 +38,13 @@ const std::vector<GalleryItem>& Gallery()
         {"sigmoid.png", "Sigmoid brain window", {"--window", "brain", "--sigmoid"}},
         {"gamma.png", "Soft tissue, gamma 2.2", {"--window", "soft-tissue", "--gamma", "2.2"}},
         {"zoom-rotate.png", "Zoom 2, turned 30 deg", {"--zoom", "2", "--rotate", "30", "--window", "brain"}},
+        {"cpr-straight.png", "Vessel straightened (CPR)", {"--window", "angio"}, true},
+        {"cpr-turned.png", "Straightened, turned 90 deg", {"--rotate", "90", "--window", "angio"}, true},
+        {"cpr-stretched.png", "Vessel stretched (CPR)", {"--mode", "stretch", "--window", "angio"}, true},
+        {"cpr-mip.png",
+         "Stretched CPR, MIP 6 mm",
+         {"--mode", "stretch", "--slab", "6", "--mip", "--window", "angio"},
+         true},
     };
     return items;
 }
@@ -58,7 +67,7 @@ std::string HtmlEscape(const std::string& text)
 
 std::string CommandLine(const GalleryItem& item)
 {
-    std::string line = "zelgen render --phantom";
+    std::string line = item.cpr ? "zelgen cpr --phantom" : "zelgen render --phantom";
     for (const std::string& a : item.args) line += " " + a;
     return line + " -o " + item.file;
 }
@@ -103,13 +112,18 @@ int RunDemo(const std::vector<std::string>& args)
             if (pass == 1)
                 arguments.insert(arguments.end(), {"--size", std::to_string(cell) + "x" + std::to_string(cell)});
             RenderOptions options;
+            CprOptions cpr;
             bool help = false;
             std::unique_ptr<PlaneChoice> planes;
             PictureRecipe recipe;
             ZelImageBuffer buffer;
-            const bool ok = ParseRenderOptions(arguments, options, help, error) &&
-                            (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
-                            PlanDisplay(volume, stats, options.picture, recipe.display, error);
+            const bool ok = item.cpr ? ParseCprOptions(arguments, cpr, help, error) &&
+                                           (planes = MakeCprPlane(volume, cpr, error)) != nullptr &&
+                                           PlanDisplay(volume, stats, cpr.picture, recipe.display, error)
+                                     : ParseRenderOptions(arguments, options, help, error) &&
+                                           (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
+                                           PlanDisplay(volume, stats, options.picture, recipe.display, error);
+            // The phantom's minimum, as for a picture without --background.
             if (ok) planes->SetBackground(StoredBackground(volume, stats, options.plane));
             if (!ok || !RenderPicture(RenderJob{volume.image.get(), *planes, recipe}, 0, buffer, error))
                 return ReportError(std::string(item.file) + ": " + error);

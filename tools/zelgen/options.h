@@ -138,6 +138,9 @@ bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& opt
                         std::string& error);
 bool ParseInfoOptions(const std::vector<std::string>& args, InputOptions& input, bool& helpAsked, std::string& error);
 
+// Whether an output name ends in .png (any case).
+bool EndsWithPng(const std::string& path);
+
 // Help texts.
 const char* MainUsage();
 std::string RenderUsage();
