@@ -36,27 +36,11 @@ constexpr int kSlabSteps = 20;  // 21 samples
 
 enum BenchCase { kPlane, kSlabMaximum, kSlabAverage };
 
-// Rotation by 30 degrees about x, then by 20 degrees about y: R = Ry * Rx.
-// Its columns are the plane's right, down and normal.
-void PlaneAxes(double r[3][3])
-{
-    const double pi = 3.14159265358979323846;
-    const double a = 30.0 * pi / 180.0;
-    const double b = 20.0 * pi / 180.0;
-    const double rx[3][3] = {{1, 0, 0}, {0, std::cos(a), -std::sin(a)}, {0, std::sin(a), std::cos(a)}};
-    const double ry[3][3] = {{std::cos(b), 0, std::sin(b)}, {0, 1, 0}, {-std::sin(b), 0, std::cos(b)}};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) {
-            r[i][j] = 0.0;
-            for (int k = 0; k < 3; ++k) r[i][j] += ry[i][k] * rx[k][j];
-        }
-}
-
 ZelObliqueImageGeneratorParam OurParam(BenchCase c)
 {
     ZelObliqueImageGeneratorParam p;
     double r[3][3];
-    PlaneAxes(r);
+    BenchPlaneAxes(r);
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j) p.orientation.m[i][j] = static_cast<float>(r[i][j]);
     const float mid = (kBenchVolumeSize - 1) * 0.5f;
@@ -97,7 +81,7 @@ struct VtkReslice {
         input->GetPointData()->SetScalars(scalars);
 
         double r[3][3];
-        PlaneAxes(r);
+        BenchPlaneAxes(r);
         vtkNew<vtkMatrix4x4> axes;
         const double mid = (n - 1) * 0.5;
         const double centre[3] = {mid * kBenchSpacingXY, mid * kBenchSpacingXY, mid * kBenchSpacingZ};
