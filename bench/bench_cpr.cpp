@@ -20,11 +20,10 @@
 #include "ZelCPRImageGenerator.h"
 #include "ZelCPUController.h"
 #include "ZelObliqueImageGenerator.h"
-#include "bench_volume.h"
+#include "bench_reslice.h"
 
 #if ZEL_HAVE_VTK
 #include <vtkDataArray.h>
-#include <vtkDoubleArray.h>
 #include <vtkImageData.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
@@ -42,11 +41,6 @@ constexpr int kOut = 512;
 constexpr int kSlabSamples = 21;
 
 enum CprCase { kThin, kSlabMaximum };
-
-double Milliseconds(std::chrono::steady_clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
-}
 
 // The vessel's path and the rows along it, built once: the rows are spaced
 // so that all 512 lie on the path.
@@ -101,17 +95,7 @@ struct VtkProbe {
     VtkProbe(CprCase c, int threads) : samples(c == kThin ? 1 : kSlabSamples), picture(kOut * kOut)
     {
         const ZelImage<short>& volume = BenchVolume(false);
-        const int n = kBenchVolumeSize;
-        image = vtkSmartPointer<vtkImageData>::New();
-        image->SetDimensions(n, n, n);
-        image->SetSpacing(kBenchSpacingXY, kBenchSpacingXY, kBenchSpacingZ);
-        image->SetOrigin(0, 0, 0);
-        vtkNew<vtkShortArray> scalars;
-        scalars->SetName("values");
-        // Shares our voxels; VTK must not free them (save = 1).
-        scalars->SetArray(volume.GetDataPtr(), static_cast<vtkIdType>(n) * n * n, 1);
-        image->GetPointData()->SetScalars(scalars);
-
+        image = BenchVtkImage();
         ZelCPRImageGenerator generator;
         generator.SetImage(const_cast<ZelImage<short>*>(&volume));
         const ZelCPRImageGeneratorParam& param = TheScene().param;
@@ -138,8 +122,7 @@ struct VtkProbe {
         probe = vtkSmartPointer<vtkProbeFilter>::New();
         probe->SetInputData(grid);
         probe->SetSourceData(image);
-        vtkSMPTools::Initialize(threads > 0 ? threads
-                                            : static_cast<int>(std::max(1u, std::thread::hardware_concurrency())));
+        PinVtkThreads(threads);
     }
 
     // The probe, and for a slab the maximum over each pixel's samples (with
@@ -172,19 +155,11 @@ double ObliqueMs(bool tiled, benchmark::IterationCount runs)
     const ZelImage<short>& volume = BenchVolume(tiled);
     ZelObliqueImageGenerator generator;
     generator.SetImage(const_cast<ZelImage<short>*>(&volume));
-    ZelObliqueImageGeneratorParam p;
-    double r[3][3];
-    BenchPlaneAxes(r);
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) p.orientation.m[i][j] = static_cast<float>(r[i][j]);
-    const float mid = (kBenchVolumeSize - 1) * 0.5f;
-    p.center = {mid, mid, mid};
-    p.backgroundValue = -1000;
-    p.slabMode = ZEL_OBLIQUE_SLAB_AVERAGE;
+    const ZelObliqueImageGeneratorParam p = BenchObliquePlane();
     std::unique_ptr<ZelImageBase> image(generator.GenerateImage(kOut, kOut, p));  // warm
     const auto t0 = std::chrono::steady_clock::now();
     for (benchmark::IterationCount k = 0; k < runs; ++k) image.reset(generator.GenerateImage(kOut, kOut, p));
-    return Milliseconds(std::chrono::steady_clock::now() - t0) / static_cast<double>(runs);
+    return BenchMilliseconds(std::chrono::steady_clock::now() - t0) / static_cast<double>(runs);
 }
 
 // threads: our worker count and VTK's (0: each library's default).
@@ -194,26 +169,10 @@ void BM_Cpr(benchmark::State& state, CprCase c, bool tiled, int threads)
     ZelCPRImageGenerator generator;
     generator.SetImage(const_cast<ZelImage<short>*>(&volume));
     ZelCPRImageGeneratorParam param = TheScene().For(c);
-    ZelCPUController::SetAvailableCPUNum(threads);
-
     std::unique_ptr<ZelImageBase> ours;
-    double oursMs = 0.0;
-    for (auto _ : state) {
-        const auto t0 = std::chrono::steady_clock::now();
-        ours.reset(generator.GenerateImage(kOut, kOut, param, false));
-        const auto t1 = std::chrono::steady_clock::now();
-        if (!ours) {
-            state.SkipWithError("GenerateImage failed");
-            break;
-        }
-        benchmark::DoNotOptimize(ours.get());
-        oursMs += Milliseconds(t1 - t0);
-        state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());
-    }
-    ZelCPUController::SetAvailableCPUNum(0);
+    const double oursMs =
+        TimeOurImages(state, threads, ours, [&] { return generator.GenerateImage(kOut, kOut, param, false); });
     if (!ours) return;
-    oursMs /= static_cast<double>(state.iterations());
-    state.counters["ours_ms"] = oursMs;
     if (c == kThin) {
         const double oblique = ObliqueMs(tiled, std::min<benchmark::IterationCount>(state.iterations(), 50));
         state.counters["oblique_ms"] = oblique;
@@ -222,38 +181,16 @@ void BM_Cpr(benchmark::State& state, CprCase c, bool tiled, int threads)
 
 #if ZEL_HAVE_VTK
     VtkProbe vtk(c, threads);
-    const short* peer = vtk.Run();  // first run allocates; not timed
-    const int runs = static_cast<int>(std::min<benchmark::IterationCount>(state.iterations(), 5));
-    const auto t0 = std::chrono::steady_clock::now();
-    for (int k = 0; k < runs; ++k) peer = vtk.Run();
-    const double vtkMs = Milliseconds(std::chrono::steady_clock::now() - t0) / runs;
-    vtkSMPTools::Initialize();
-    state.counters["vtk_ms"] = vtkMs;
-    state.counters["ours/vtk"] = oursMs / vtkMs;
-    // Mean absolute difference of the two pictures: both sample the same
-    // points (they differ in rounding, and where a slab reaches the edge).
-    const short* mine = static_cast<const short*>(ours->GetVoidDataPtr());
-    double diff = 0.0;
-    for (int i = 0; i < kOut * kOut; ++i) diff += std::abs(mine[i] - peer[i]);
-    state.counters["mean_abs_diff"] = diff / (kOut * kOut);
+    // Both sample the same points; they differ in rounding, and where a slab
+    // reaches the volume's edge.
+    MeasurePeer(state, 5, oursMs, *ours, vtk);
 #endif
 }
 
 void RegisterCprBenchmarks()
 {
-    const struct {
-        CprCase c;
-        const char* name;
-    } cases[] = {{kThin, "Thin"}, {kSlabMaximum, "SlabMax21"}};
-    for (const auto& k : cases)
-        for (bool tiled : {false, true})
-            for (int threads : {1, 0}) {
-                const std::string name = std::string("CPR/") + k.name + (tiled ? "/tiled" : "/linear") +
-                                         (threads == 1 ? "/threads:1" : "/threads:default");
-                benchmark::RegisterBenchmark(name.c_str(), BM_Cpr, k.c, tiled, threads)
-                    ->UseManualTime()
-                    ->Unit(benchmark::kMillisecond);
-            }
+    const std::pair<CprCase, const char*> cases[] = {{kThin, "Thin"}, {kSlabMaximum, "SlabMax21"}};
+    RegisterReslicingCases("CPR", cases, BM_Cpr);
 }
 
 [[maybe_unused]] const int kRegistered = (RegisterCprBenchmarks(), 0);

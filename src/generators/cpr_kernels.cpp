@@ -37,48 +37,61 @@ ZelTrilinearRun RunOf(const CprSetup& s, const CprLine& line, int steps)
             steps};
 }
 
-// Thin line, nearest voxel: positions carry half a voxel so that the shift
-// rounds them; inside from -1/2 to size - 1/2 voxel.
+// The samples of a thin line. Nearest: positions carry half a voxel, so that
+// the shift rounds them, and are inside from -1/2 to size - 1/2 voxel.
 template <class T, class View>
-void NearestLine(const CprSetup& s, const CprLine& line, int begin, int end, void* out)
+struct NearestSample {
+    using Voxel = T;
+    static constexpr bool kVector = false;
+    const T* volume;
+    View view;
+    explicit NearestSample(const CprSetup& s) : volume(static_cast<const T*>(s.volume)), view(s.layout) {}
+    static int64_t Low() { return -kZelFixedHalf; }
+    static const int64_t* High(const CprSetup& s) { return s.nearestHigh; }
+    static int64_t Offset() { return kZelFixedHalf; }
+    T operator()(const ZelFixedWalk& w) const { return ZelSampleNearest(volume, view, w.p[0], w.p[1], w.p[2]); }
+};
+
+// Trilinear: inside from 0 to size - 1 voxel; eight pixels at a time where
+// the vector span runs.
+template <class View, bool kVectorSpan>
+struct TrilinearSample {
+    using Voxel = short;
+    static constexpr bool kVector = kVectorSpan;
+    const short* volume;
+    View view;
+    LastIndex last;
+    explicit TrilinearSample(const CprSetup& s) : volume(static_cast<const short*>(s.volume)), view(s.layout), last(s)
+    {
+    }
+    static int64_t Low() { return 0; }
+    static const int64_t* High(const CprSetup& s) { return s.linearHigh; }
+    static int64_t Offset() { return 0; }
+    short operator()(const ZelFixedWalk& w) const
+    {
+        return static_cast<short>(ZelSampleTrilinear(volume, view, last.v, w.p[0], w.p[1], w.p[2]));
+    }
+};
+
+// A thin line: background / inside / background spans.
+template <class Sample>
+void ThinLine(const CprSetup& s, const CprLine& line, int begin, int end, void* out)
 {
+    using T = typename Sample::Voxel;
     T* o = static_cast<T*>(out);
     const int count = end - begin;
     const T background = static_cast<T>(s.background);
     int64_t p0[3];
     PixelPosition(line, begin, p0);
-    const ZelSpan span = ZelInsideSpan(p0, line.step, -kZelFixedHalf, s.nearestHigh, count);
+    const ZelSpan span = ZelInsideSpan(p0, line.step, Sample::Low(), Sample::High(s), count);
     std::fill(o, o + span.begin, background);
-    const T* volume = static_cast<const T*>(s.volume);
-    const View view(s.layout);
-    ZelFixedWalk walk(p0, line.step, span.begin, kZelFixedHalf);
-    for (int i = span.begin; i < span.end; ++i) {
-        o[i] = ZelSampleNearest(volume, view, walk.p[0], walk.p[1], walk.p[2]);
-        walk.Next();
-    }
-    std::fill(o + span.end, o + count, background);
-}
-
-// Thin line, trilinear: inside from 0 to size - 1 voxel; eight pixels at a
-// time where the vector span runs.
-template <class View, bool kVector>
-void InterpolatedLine(const CprSetup& s, const CprLine& line, int begin, int end, void* out)
-{
-    short* o = static_cast<short*>(out);
-    const int count = end - begin;
-    const short background = static_cast<short>(s.background);
-    int64_t p0[3];
-    PixelPosition(line, begin, p0);
-    const ZelSpan span = ZelInsideSpan(p0, line.step, 0, s.linearHigh, count);
-    std::fill(o, o + span.begin, background);
-    const short* volume = static_cast<const short*>(s.volume);
-    const View view(s.layout);
-    const LastIndex last(s);
+    const Sample sample(s);
     int i = span.begin;
-    if (kVector) i = ZelTrilinearSpanAvx2<View::kIsTiled>(RunOf(s, line, 0), p0, i, span.end, o + i);
-    ZelFixedWalk walk(p0, line.step, i, 0);
+    if constexpr (Sample::kVector)
+        i = ZelTrilinearSpanAvx2<decltype(sample.view)::kIsTiled>(RunOf(s, line, 0), p0, i, span.end, o + i);
+    ZelFixedWalk walk(p0, line.step, i, Sample::Offset());
     for (; i < span.end; ++i) {
-        o[i] = static_cast<short>(ZelSampleTrilinear(volume, view, last.v, walk.p[0], walk.p[1], walk.p[2]));
+        o[i] = sample(walk);
         walk.Next();
     }
     std::fill(o + span.end, o + count, background);
@@ -217,16 +230,18 @@ void SlabLine(const CprSetup& s, const CprLine& line, int begin, int end, void* 
 }
 
 // [voxel type slot][layout]: types 1, 3, 4; linear, tiled.
+template <class T, class View>
+constexpr CprLineKernel kNearestLine = ThinLine<NearestSample<T, View>>;
 const CprLineKernel kNearest[kZelGreyVoxelTypes][2] = {
-    {NearestLine<unsigned char, Linear>, NearestLine<unsigned char, Tiled>},
-    {NearestLine<unsigned short, Linear>, NearestLine<unsigned short, Tiled>},
-    {NearestLine<short, Linear>, NearestLine<short, Tiled>},
+    {kNearestLine<unsigned char, Linear>, kNearestLine<unsigned char, Tiled>},
+    {kNearestLine<unsigned short, Linear>, kNearestLine<unsigned short, Tiled>},
+    {kNearestLine<short, Linear>, kNearestLine<short, Tiled>},
 };
 
 // [vector][layout].
 const CprLineKernel kInterpolated[2][2] = {
-    {InterpolatedLine<Linear, false>, InterpolatedLine<Tiled, false>},
-    {InterpolatedLine<Linear, true>, InterpolatedLine<Tiled, true>},
+    {ThinLine<TrilinearSample<Linear, false>>, ThinLine<TrilinearSample<Tiled, false>>},
+    {ThinLine<TrilinearSample<Linear, true>>, ThinLine<TrilinearSample<Tiled, true>>},
 };
 
 // [vector][slabMode - 1][layout]: maximum, minimum, average.

@@ -22,6 +22,24 @@ ZelCPRRenderingPoint InvalidRow(float position)
     return row;
 }
 
+ZelCPRRenderingPoint ValidRow(const Zel3DVector<float>& start, const Zel3DVector<float>& normal,
+                              const Zel3DVector<float>& step, const Zel3DVector<float>& rowAxis,
+                              const Zel3DVector<float>& crossAxis, float position, float diameter)
+{
+    ZelCPRRenderingPoint row;
+    row.start = start;
+    row.normal = normal;
+    row.step = step;
+    row.rowAxis = rowAxis;
+    row.crossAxis = crossAxis;
+    row.shift = 0.0f;
+    row.valid = true;
+    row.constructed = true;
+    row.position = position;
+    row.diameter = diameter;
+    return row;
+}
+
 // Position along the path of row i of n, 1 / scale length units apart, the
 // middle row on the middle of the path when offset is 0.
 float RowPosition(int i, int n, int offset, double pixelsAlongPath)
@@ -49,6 +67,20 @@ Vec3 FixedTangent(const ZelSplineCurve<Zel3DVector<float>>& curve, double s, dou
     return Normalise(front - back);
 }
 
+// A row along a fixed direction through the curve at s, starting h length
+// units behind it: fixed rows take the curve's tangent as their normal,
+// stretched ones its part square to the direction.
+ZelCPRRenderingPoint DirectionRow(const ZelSplineCurve<Zel3DVector<float>>& curve, float s, double delta,
+                                  const Zel3DVector<float>& direction, float scale, double h, bool stretched)
+{
+    const Vec3 d = Widen(direction);
+    const Vec3 p = Widen(curve.Evaluate(s));
+    const Vec3 t = FixedTangent(curve, s, delta, p);
+    const Vec3 normal = stretched ? Normalise(t - Dot(t, d) * d) : t;
+    return ValidRow(Narrow(p - h * d), Narrow(normal), Narrow(Divided(d, scale)), direction,
+                    Narrow(Normalise(Cross(normal, d))), s, 0.0f);
+}
+
 }  // namespace
 
 void ZelCPRImageGenerator::ConstructStraightPath(int rows, float scale, int offset, int centerColumn,
@@ -67,18 +99,8 @@ void ZelCPRImageGenerator::ConstructStraightPath(int rows, float scale, int offs
         }
         const ZelPlaneData plane = pathPlane.GetPlaneData(s);
         const Vec3 u = Widen(plane.axisU);
-        ZelCPRRenderingPoint row;
-        row.start = Narrow(Widen(plane.position) - h * u);
-        row.normal = plane.tangent;
-        row.step = Narrow(Divided(u, scale));
-        row.rowAxis = plane.axisU;
-        row.crossAxis = plane.axisV;
-        row.shift = 0.0f;
-        row.valid = true;
-        row.constructed = true;
-        row.position = s;
-        row.diameter = plane.diameter;
-        points.push_back(row);
+        points.push_back(ValidRow(Narrow(Widen(plane.position) - h * u), plane.tangent, Narrow(Divided(u, scale)),
+                                  plane.axisU, plane.axisV, s, plane.diameter));
     }
 }
 
@@ -93,27 +115,9 @@ void ZelCPRImageGenerator::ConstructFixedPath(int rows, float scale, int offset,
     const double pixels = length * scale;
     const double h = static_cast<double>(centerColumn) / scale;
     const double delta = 3.0 / length;
-    const Vec3 d = Widen(direction);
     for (int i = 0; i < n; ++i) {
         const float s = RowPosition(i, n, offset, pixels);
-        if (!OnPath(s)) {
-            points.push_back(InvalidRow(s));
-            continue;
-        }
-        const Vec3 p = Widen(curve.Evaluate(s));
-        const Vec3 t = FixedTangent(curve, s, delta, p);
-        ZelCPRRenderingPoint row;
-        row.start = Narrow(p - h * d);
-        row.normal = Narrow(t);
-        row.step = Narrow(Divided(d, scale));
-        row.rowAxis = direction;
-        row.crossAxis = Narrow(Normalise(Cross(t, d)));
-        row.shift = 0.0f;
-        row.valid = true;
-        row.constructed = true;
-        row.position = s;
-        row.diameter = 0.0f;
-        points.push_back(row);
+        points.push_back(OnPath(s) ? DirectionRow(curve, s, delta, direction, scale, h, false) : InvalidRow(s));
     }
 }
 
@@ -171,21 +175,7 @@ void ZelCPRImageGenerator::ConstructStretchPath(int rows, float scale, int offse
             continue;
         }
         const float s = parameters[static_cast<std::size_t>(entry)];
-        const Vec3 p = Widen(curve.Evaluate(s));
-        const Vec3 t = FixedTangent(curve, s, delta, p);
-        const Vec3 normal = Normalise(t - Dot(t, d) * d);
-        ZelCPRRenderingPoint row;
-        row.start = Narrow(p);
-        row.normal = Narrow(normal);
-        row.step = Narrow(Divided(d, scale));
-        row.rowAxis = direction;
-        row.crossAxis = Narrow(Normalise(Cross(normal, d)));
-        row.shift = 0.0f;
-        row.valid = true;
-        row.constructed = true;
-        row.position = s;
-        row.diameter = 0.0f;
-        points.push_back(row);
+        points.push_back(DirectionRow(curve, s, delta, direction, scale, 0.0, true));
     }
 
     // Alignment: every row puts the depth of the box centre along the

@@ -53,6 +53,8 @@ bool ParsePair(const std::string& text, char separator, long long lo, long long 
 // pick one of named values ("--plane must be axial, coronal or sagittal").
 OptionAction SetFlag(bool& target);
 OptionAction SetNumber(double& target, double lo, double hi, const char* what, bool* given = nullptr);
+// "W[xH]" picture sizes, 1 to 8192; a missing H is 0.
+OptionAction SetPictureSize(int& width, int& height, const char* what);
 template <class E>
 OptionAction SetChoice(E& target, std::vector<std::pair<std::string, E>> names, const char* what)
 {

@@ -1,6 +1,7 @@
 // The commands `info`, `render` and `cpr`: the stages wired together.
 #include <cmath>
 #include <cstdio>
+#include <functional>
 
 #include "ZelCPUController.h"
 #include "commands.h"
@@ -98,38 +99,35 @@ void Note(bool quiet, const std::string& message)
     if (!quiet) std::fprintf(stderr, "zelgen: note: %s\n", message.c_str());
 }
 
-int RunRender(const std::vector<std::string>& args)
-{
-    RenderOptions options;
-    int status;
-    if (!Begin([&](bool& help, std::string& e) { return ParseRenderOptions(args, options, help, e); }, RenderUsage,
-               status))
-        return status;
-    std::string error;
-    const RunOptions& run = options.run;
-    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
+namespace {
 
-    // Reading: the header first, so that the voxels go straight into the
-    // layout the planes prefer.
+using PlanesFor = std::function<std::unique_ptr<PlaneChoice>(const Volume& volume, std::string& error)>;
+
+// The stages after the options: the header first, then the planes (planned
+// from the volume's description, so that the voxels go straight into the
+// layout they prefer), the voxels, the values (background, window) and the
+// pictures. `plane` gives the background.
+int RunStages(const InputOptions& input, const PlaneOptions& plane, const PictureOptions& picture,
+              const OutputOptions& output, const RunOptions& run, bool numbered, const PlanesFor& choosePlanes)
+{
+    std::string error;
+    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
     Volume volume;
-    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(options.input, error);
+    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(input, error);
     if (!reader || !reader->ReadHeader(volume, error)) return ReportError(error);
-    const OutputOptions& output = options.output;
-    const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
-    std::unique_ptr<PlaneChoice> planes = ChoosePlanes(volume, options.plane, cells, error);
+    std::unique_ptr<PlaneChoice> planes = choosePlanes(volume, error);
     if (!planes) return ReportError(error);
     const bool tiled =
         run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume) : run.layout == LayoutChoice::Tiled;
     if (!reader->ReadVoxels(volume, tiled ? ZEL_ALIGNMENT_TILED : ZEL_ALIGNMENT_LINEAR, error))
         return ReportError(error);
 
-    // The values: background, window.
     const ValueStats stats = ComputeValueStats(volume);
-    const short background = StoredBackground(volume, stats, options.plane);
+    const short background = StoredBackground(volume, stats, plane);
     FillNoValue(volume, background);
     planes->SetBackground(background);
     PictureRecipe recipe;
-    if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
+    if (!PlanDisplay(volume, stats, picture, recipe.display, error)) return ReportError(error);
 
     for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
     if (!volume.exact || volume.hasNoValue) Note(run.quiet, volume.source + ": " + volume.storage);
@@ -139,9 +137,25 @@ int RunRender(const std::vector<std::string>& args)
 
     const RenderJob job{volume.image.get(), *planes, recipe};
     std::string summary;
-    if (!WritePictures(job, output, run, options.plane.series, summary, error)) return ReportError(error);
+    if (!WritePictures(job, output, run, numbered, summary, error)) return ReportError(error);
     if (!run.quiet) std::fprintf(stderr, "zelgen: wrote %s\n", summary.c_str());
     return 0;
+}
+
+}  // namespace
+
+int RunRender(const std::vector<std::string>& args)
+{
+    RenderOptions options;
+    int status;
+    if (!Begin([&](bool& help, std::string& e) { return ParseRenderOptions(args, options, help, e); }, RenderUsage,
+               status))
+        return status;
+    const OutputOptions& output = options.output;
+    const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
+    return RunStages(
+        options.input, options.plane, options.picture, output, options.run, options.plane.series,
+        [&](const Volume& volume, std::string& error) { return ChoosePlanes(volume, options.plane, cells, error); });
 }
 
 int RunCpr(const std::vector<std::string>& args)
@@ -150,35 +164,10 @@ int RunCpr(const std::vector<std::string>& args)
     int status;
     if (!Begin([&](bool& help, std::string& e) { return ParseCprOptions(args, options, help, e); }, CprUsage, status))
         return status;
-    std::string error;
-    const RunOptions& run = options.run;
-    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
-
-    // The path is checked against the header before any voxel is read.
-    Volume volume;
-    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(options.input, error);
-    if (!reader || !reader->ReadHeader(volume, error)) return ReportError(error);
-    std::unique_ptr<PlaneChoice> planes = MakeCprPlane(volume, options, error);
-    if (!planes) return ReportError(error);
-    const bool tiled =
-        run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume) : run.layout == LayoutChoice::Tiled;
-    if (!reader->ReadVoxels(volume, tiled ? ZEL_ALIGNMENT_TILED : ZEL_ALIGNMENT_LINEAR, error))
-        return ReportError(error);
-
-    const ValueStats stats = ComputeValueStats(volume);
     PlaneOptions background;
     background.haveBackground = options.haveBackground;
     background.background = options.background;
-    const short stored = StoredBackground(volume, stats, background);
-    FillNoValue(volume, stored);
-    planes->SetBackground(stored);
-    PictureRecipe recipe;
-    if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
-    for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
-
-    const RenderJob job{volume.image.get(), *planes, recipe};
-    std::string summary;
-    if (!WritePictures(job, options.output, run, false, summary, error)) return ReportError(error);
-    if (!run.quiet) std::fprintf(stderr, "zelgen: wrote %s\n", summary.c_str());
-    return 0;
+    // The path is checked against the header before any voxel is read.
+    return RunStages(options.input, background, options.picture, options.output, options.run, false,
+                     [&](const Volume& volume, std::string& error) { return MakeCprPlane(volume, options, error); });
 }

@@ -116,6 +116,8 @@ OptionGroup InputOptionGroup(InputOptions& input);
 std::vector<OptionGroup> PlaneOptionGroups(PlaneOptions& plane);
 OptionGroup PictureOptionGroup(PictureOptions& picture);
 OptionGroup OutputOptionGroup(OutputOptions& output);
+// The output stage's -o alone (for commands that write one picture).
+OptionRule OutputFileRule(OutputOptions& output, const char* help = "the picture (written whole or not at all)");
 OptionGroup RunOptionGroup(RunOptions& run);
 
 // Checks within one stage, after parsing. `positional` is the input file.

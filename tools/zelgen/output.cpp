@@ -146,18 +146,22 @@ bool SeriesFileName(const std::string& output, int index, std::string& name, std
 }
 
 // The options of this stage, and of the run.
+OptionRule OutputFileRule(OutputOptions& o, const char* help)
+{
+    return {"-o", "OUT.png", help, [&o](const std::string& v, std::string& e) {
+                if (v.empty()) return Fail(e, "-o needs a file name");
+                o.path = v;
+                return true;
+            }};
+}
+
 OptionGroup OutputOptionGroup(OutputOptions& o)
 {
     return {"output",
             {
-                {"-o", "OUT.png",
-                 "the picture (written whole or not at all); with --slices a series\nOUT_0042.png, ... (or a printf "
-                 "pattern such as out/%03d.png)",
-                 [&o](const std::string& v, std::string& e) {
-                     if (v.empty()) return Fail(e, "-o needs a file name");
-                     o.path = v;
-                     return true;
-                 }},
+                OutputFileRule(o,
+                               "the picture (written whole or not at all); with --slices a series\nOUT_0042.png, ... "
+                               "(or a printf pattern such as out/%03d.png)"),
                 {"--mosaic", "COLSxROWS",
                  "one picture of many slices of the plane in a grid (a lightbox):\nevenly spaced through the volume, "
                  "or those of --slices",

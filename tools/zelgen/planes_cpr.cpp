@@ -267,13 +267,7 @@ std::vector<OptionGroup> CprGroups(CprOptions& o)
               "longer side)",
               SetNumber(o.zoom, 0.01, 100, "--zoom")},
              {"--size", "W[xH]", "fit the reformation into this many pixels",
-              [&o](const std::string& v, std::string& e) {
-                  long long w, h;
-                  if (!ParsePair(v, 'x', 1, 8192, true, w, h, e, "--size")) return false;
-                  o.width = static_cast<int>(w);
-                  o.height = static_cast<int>(h);
-                  return true;
-              }},
+              SetPictureSize(o.width, o.height, "--size")},
              {"--nearest", nullptr, "nearest voxel instead of interpolation", SetFlag(o.nearest)},
              {"--background", "V", "value shown outside the volume (default: the volume's minimum)",
               SetNumber(o.background, -1e30, 1e30, "--background", &o.haveBackground)},
@@ -287,15 +281,7 @@ std::vector<OptionGroup> CprGroups(CprOptions& o)
              {"--mean", nullptr, "mean of the slab (the default)", slab(SlabMode::Average)},
          }},
         PictureOptionGroup(o.picture),
-        {"output",
-         {
-             {"-o", "OUT.png", "the picture (written whole or not at all)",
-              [&o](const std::string& v, std::string& e) {
-                  if (v.empty()) return Fail(e, "-o needs a file name");
-                  o.output.path = v;
-                  return true;
-              }},
-         }},
+        {"output", {OutputFileRule(o.output)}},
         RunOptionGroup(o.run),
     };
 }
