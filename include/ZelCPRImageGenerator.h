@@ -203,7 +203,7 @@ struct ZEL_API ZelCPRImageGeneratorParam {
     float rotationAngle;                            // straightened rows: turn of the frames about the path; 0
     double pitch;                                   // straightened rows: distance between path planes; 1
     double tangentSpan;                             // straightened rows: tangent span of the planes; 0.01
-    Zel3DVector<float> up;                          // straightened rows: up vector of the first frame; (0, 0, 1)
+    Zel3DVector<float> up;                          // straightened rows: the first row points its way; (1, 0, 0)
     ZelMatrix3x3<float> view;                       // layout 2: columns right, down, normal; identity
 
     // What generation reads.

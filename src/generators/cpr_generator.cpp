@@ -11,7 +11,7 @@ ZelCPRImageGeneratorParam::ZelCPRImageGeneratorParam()
       rotationAngle(0.0f),
       pitch(1.0),
       tangentSpan(0.01),
-      up{0.0f, 0.0f, 1.0f},
+      up{1.0f, 0.0f, 0.0f},
       view{{{1.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}, {0.0f, 0.0f, 1.0f}}},
       layout(ZEL_CPR_LAYOUT_COLUMNS),
       interpolation(1),
