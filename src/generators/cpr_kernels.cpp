@@ -8,7 +8,6 @@
 
 #include "generators/cpr_setup.h"
 #include "generators/dispatch.h"
-#include "generators/plane_frame.h"
 #include "generators/slab_reducers.h"
 #include "generators/voxel_sampling.h"
 #include "generators/voxel_sampling_avx2.h"
