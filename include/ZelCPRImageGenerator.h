@@ -53,6 +53,7 @@
 //   walk adds the fixed-point step pixel by pixel. A row built with
 //   centerColumn c therefore shows the path c pixels past the centre of the
 //   line ((n - 1) / 2 + c); c = 0 puts the path in the middle of the image.
+// * A record's constructed flag is not looked at; valid decides.
 // * Lines beyond the last record, and lines of invalid records, are
 //   backgroundValue from end to end; so is a line whose start lies further
 //   than 2^45 voxels away or whose steps do not fit 32-bit fixed point (65536
