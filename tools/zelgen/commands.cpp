@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "ZelCPUController.h"
+#include "annotate.h"
 #include "commands.h"
 #include "layers.h"
 #include "output.h"
@@ -121,7 +122,8 @@ int RunRender(const std::vector<std::string>& args)
     PictureRecipe recipe;
     if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
     std::vector<std::string> layerNotes;
-    if (!AddLayers(volume, *planes, options.input, options.layers, options.plane.nearest, recipe, layerNotes, error))
+    if (!AddLayers(volume, *planes, options.input, options.layers, options.plane.nearest, recipe, layerNotes, error) ||
+        !AddAnnotations(volume, *planes, options.annotations, output.mosaic, recipe, error))
         return ReportError(error);
 
     for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
