@@ -285,6 +285,7 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
         {"cpr --phantom --direction 0,0,0 -o x.png", "zero"},
         {"cpr --phantom --path-units inch -o x.png", "--path-units"},
         {"cpr --phantom -o x.jpg", "ending in .png"},
+        {"render good.nii --font Sans -o x.png", "--annotate"},
     };
     for (const auto& c : cases) ExpectRefused(c[0], c[1]);
 }
@@ -499,6 +500,67 @@ TEST_F(Zelgen, SeriesEqualsSinglePicturesAndLayoutsAgree)
             << view;
 }
 
+// Pixels that differ between two pictures of one size inside [x0, x1) x [y0, y1).
+int Differences(const Picture& a, const Picture& b, int x0, int y0, int x1, int y1)
+{
+    int n = 0;
+    for (int y = y0; y < y1; ++y)
+        for (int x = x0; x < x1; ++x) n += a.Rgb(x, y) != b.Rgb(x, y);
+    return n;
+}
+
+TEST_F(Zelgen, AnnotationsMeasureThePictureAndLeaveItBe)
+{
+    // A 48 mm cube of 1 mm voxels whose greys run from black to light grey
+    // across x, never white: the scale bar's white run has the pixel length
+    // of its round number of mm at the picture's true pixel size, whatever
+    // the zoom, plane, turn and picture size; the middle of the picture is
+    // left as it was, and grey pictures stay grey.
+    const double ras[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    TestVolume v = MakeVolume(48, 48, 48, ras);
+    for (int k = 0; k < 48; ++k)
+        for (int j = 0; j < 48; ++j)
+            for (int i = 0; i < 48; ++i) v.At(i, j, k) = 450 + 2 * i;
+    WriteNifti(Path("v.nii"), v, 1, DT_INT16);
+    struct Case {
+        const char* view;
+        int bar;  // pixels
+    };
+    const Case cases[] = {
+        {"--size 200", 42},                               // 0.24 mm a pixel: 10 mm
+        {"--size 200 --zoom 2.5", 21},                    // 0.096 mm: 2 mm
+        {"--plane sagittal --rotate 90 --size 192", 40},  // 0.25 mm: 10 mm
+        {"--plane coronal --size 250x125", 52},           // the height sets 0.384 mm: 20 mm
+    };
+    for (const Case& c : cases) {
+        const std::string view = std::string("v.nii --window 100,500 --nearest ") + c.view;
+        const Picture plain = Render(view, "plain.png"), marked = Render(view + " --annotate", "marked.png");
+        EXPECT_EQ(marked.channels, 1) << c.view;
+        int longest = 0;
+        for (int y = marked.height / 2; y < marked.height; ++y)
+            for (int x = marked.width / 2, run = 0; x < marked.width; ++x) {
+                run = marked.At(x, y) == 255 ? run + 1 : 0;
+                longest = std::max(longest, run);
+            }
+        EXPECT_EQ(longest, c.bar) << c.view;
+        const int w = plain.width, h = plain.height;
+        EXPECT_EQ(Differences(plain, marked, w / 3, h / 3, 2 * w / 3, 2 * h / 3), 0) << c.view;
+        EXPECT_GT(Differences(plain, marked, 0, 0, w, h), 100) << c.view;
+    }
+    // The outline shows on white as the text does on black.
+    const Picture white = Render("v.nii --window 1,0 --annotate --size 200", "white.png");
+    int black = 0;
+    for (unsigned char p : white.pixels) black += p == 0;
+    EXPECT_GT(black, 200);
+    // A mosaic's cells carry their position alone: nothing at the bottom.
+    const std::string mosaic = "v.nii --window 100,500 --size 100 --mosaic 2x1";
+    const Picture plain = Render(mosaic, "plain.png"), marked = Render(mosaic + " --annotate", "marked.png");
+    for (int cell = 0; cell < 2; ++cell) {
+        EXPECT_EQ(Differences(plain, marked, 100 * cell, 40, 100 * cell + 100, 100), 0) << cell;
+        EXPECT_GT(Differences(plain, marked, 100 * cell, 0, 100 * cell + 50, 20), 20) << cell;
+    }
+}
+
 TEST_F(Zelgen, GoldenPhantomPictures)
 {
     // Pixel hashes of a few phantom pictures; ZELGEN_UPDATE_GOLDEN=1 rewrites them.
@@ -515,6 +577,7 @@ TEST_F(Zelgen, GoldenPhantomPictures)
         "--window bone --palette viridis --nearest --size 96",
         "--window brain --nearest --phantom-labels --size 128",
         "--plane sagittal --window brain --phantom-labels --outline --phantom-pet --alpha 0.4 --size 128",
+        "--plane coronal --slab 20 --mip --window angio --nearest --annotate",
     };
     std::string table;
     for (const char* view : views) {

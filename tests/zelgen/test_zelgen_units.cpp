@@ -1,5 +1,6 @@
-// Pieces of zelgen that need no generator: option parsing, NIfTI header
-// checks, series names, the orientation solver, the PNG writer and colours.
+// Pieces of zelgen on their own: option parsing, NIfTI header checks,
+// series names, the orientation solver, the PNG writer, colours, and what
+// the annotations say about a picture.
 #include <gtest/gtest.h>
 #include <png.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <tuple>
 #include <vector>
 
+#include "annotate.h"
 #include "colour.h"
 #include "nifti1.h"
 #include "options.h"
@@ -19,6 +21,7 @@
 #include "output.h"
 #include "png_writer.h"
 #include "readers.h"
+#include "text.h"
 #include "voxel_import.h"
 
 namespace {
@@ -329,6 +332,115 @@ TEST(ZelgenPng, WritesWhatItIsGivenAndNothingElse)
         unlink(path.c_str());
     }
     EXPECT_EQ(rmdir(dir), 0);  // nothing left behind
+}
+
+// An empty 12-cube volume with the given transform columns (mm per index
+// step), centred on the patient origin.
+Volume VolumeWith(const double columns[3][3])
+{
+    Volume volume;
+    TransformCandidate t;
+    t.name = "test";
+    t.present = true;
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) t.m[r][c] = columns[r][c];
+        t.m[r][3] = -5.5 * (columns[r][0] + columns[r][1] + columns[r][2]);
+    }
+    for (int& n : volume.size) n = 12;
+    std::string error;
+    EXPECT_TRUE(SetTransform(volume, {t}, nullptr, error)) << error;
+    volume.image = std::make_unique<ZelImage<short>>();
+    EXPECT_EQ(volume.image->Allocate(ZEL_ALIGNMENT_LINEAR, 12, 12, 12), 0);
+    volume.image->SetImageScale({static_cast<float>(volume.spacing[0]), static_cast<float>(volume.spacing[1]),
+                                 static_cast<float>(volume.spacing[2])});
+    return volume;
+}
+
+// The letters at the left, right, top and bottom of the picture the options
+// give, found through the plane choice as the annotations find them.
+std::string LettersOf(const Volume& volume, const std::string& args)
+{
+    RenderOptions options;
+    bool help = false;
+    std::string error;
+    EXPECT_TRUE(Parse("--phantom -o x.png " + args, options, help, error)) << args << ": " << error;
+    std::unique_ptr<PlaneChoice> planes = ChoosePlanes(volume, options.plane, 0, error);
+    PixelPlane plane;
+    if (!planes || !planes->Locate(volume.image.get(), 0, plane)) return "no plane: " + error;
+    const EdgeLetters e = EdgeLettersOf(GeometryOf(volume, plane, planes->Width(), planes->Height()));
+    return e.left + " " + e.right + " " + e.top + " " + e.bottom;
+}
+
+TEST(ZelgenAnnotate, EdgeLettersNameWhereThePatientIs)
+{
+    // However the file is stored (LPS with thick slices, RAS, sagittal
+    // slices stored PIL), a view shows the same letters.
+    const double storages[3][3][3] = {{{-0.8, 0, 0}, {0, -0.8, 0}, {0, 0, 2}},
+                                      {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}},
+                                      {{0, 0, -1}, {-1, 0, 0}, {0, -1, 0}}};
+    const char* views[][2] = {
+        {"", "R L A P"},
+        {"--plane coronal", "R L S I"},
+        {"--plane sagittal", "A P S I"},
+        {"--rotate 90", "P A R L"},
+        {"--plane coronal --flip-h", "L R S I"},
+        {"--plane sagittal --rotate 180 --flip-v", "P A S I"},
+        {"--rotate 30", "RP LA AR PL"},
+        {"--tilt 30", "R L AI PS"},
+        {"--normal 1,1,0", "RP LA S I"},
+        {"--plane coronal --world", "R L S I"},
+    };
+    for (const auto& storage : storages) {
+        const Volume volume = VolumeWith(storage);
+        for (const auto& view : views) EXPECT_EQ(LettersOf(volume, view[0]), view[1]) << view[0];
+    }
+    // An acquisition tilted 30 degrees about x: its voxel planes lean, the
+    // world planes do not.
+    const double c = std::cos(0.5236), s = std::sin(0.5236);
+    const double tilted[3][3] = {{1, 0, 0}, {0, c, -s}, {0, s, c}};
+    const Volume volume = VolumeWith(tilted);
+    EXPECT_EQ(LettersOf(volume, ""), "R L AS PI");
+    EXPECT_EQ(LettersOf(volume, "--world"), "R L A P");
+}
+
+TEST(ZelgenAnnotate, DirectionsPositionsAndScaleBars)
+{
+    // Two letters from some 15 degrees off an axis; a tie goes to x, then y.
+    const std::pair<Vec3, const char*> directions[] = {
+        {{{0, 0.2, -0.97}}, "I"}, {{{0.6, -0.8, 0}}, "PR"}, {{{-0.5, 0.5, 0.7}}, "SL"}, {{{0, 0, 0}}, ""}};
+    for (const auto& d : directions) EXPECT_EQ(DirectionLetters(d.first), d.second) << d.second;
+
+    // The position is signed along the axis whatever way the picture faces.
+    const double r = std::sqrt(0.5);
+    const std::pair<PictureGeometry, const char*> positions[] = {
+        {{{{-1, 0, 0}}, {{0, -1, 0}}, {{5, 6, -12.5}}}, "z -12.5 mm"},
+        {{{{-1, 0, 0}}, {{0, 1, 0}}, {{5, 6, -12.5}}}, "z -12.5 mm"},
+        {{{{0, 0, 1}}, {{0, 1, 0}}, {{-0.04, 6, 0}}}, "x 0.0 mm"},
+        {{{{r, -r, 0}}, {{0, 0, -1}}, {{2, 1, 7}}}, "2.1 mm along normal"},
+    };
+    for (const auto& p : positions) EXPECT_EQ(PositionText(p.first), p.second);
+
+    // Round lengths (1, 2 or 5 times a power of ten mm) between a tenth and
+    // a quarter of the width, in whole pixels, whatever the spacing.
+    for (double mmPerPixel = 0.013; mmPerPixel < 40; mmPerPixel *= 1.37) {
+        const ScaleBar bar = ChooseScaleBar(mmPerPixel, 300);
+        const double leading = bar.mm / std::pow(10.0, std::floor(std::log10(bar.mm) + 1e-9));
+        EXPECT_TRUE(std::fabs(leading - 1) < 1e-9 || std::fabs(leading - 2) < 1e-9 || std::fabs(leading - 5) < 1e-9)
+            << bar.mm;
+        EXPECT_TRUE(bar.pixels >= 30 && bar.pixels <= 75) << mmPerPixel;
+        EXPECT_LE(std::fabs(bar.pixels - bar.mm / mmPerPixel), 0.5) << mmPerPixel;
+    }
+}
+
+TEST(ZelgenText, WidenDecodesUtf8)
+{
+    // Overlong forms, surrogates, stray and cut-short bytes are not characters.
+    const std::pair<std::string, std::wstring> cases[] = {
+        {"S\xc3\xa9rif \xe2\x82\xac\xf0\x9f\x98\x80", L"S\u00e9rif \u20ac\U0001F600"},
+        {"\xff\xc0\xaf", L"\ufffd\ufffd\ufffd"},
+        {"\xed\xa0\x80\xe2\x82", L"\ufffd\ufffd\ufffd\ufffd\ufffd"},
+    };
+    for (const auto& c : cases) EXPECT_TRUE(Widen(c.first) == c.second) << c.first;
 }
 
 }  // namespace

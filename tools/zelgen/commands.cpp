@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "ZelCPUController.h"
+#include "annotate.h"
 #include "commands.h"
 #include "cpr.h"
 #include "layers.h"
@@ -109,8 +110,8 @@ using PlanesFor = std::function<std::unique_ptr<PlaneChoice>(const Volume& volum
 // layout they prefer), the voxels, the values (background, window) and the
 // pictures. `plane` gives the background.
 int RunStages(const InputOptions& input, const PlaneOptions& plane, const PictureOptions& picture,
-              const LayerOptions& layers, const OutputOptions& output, const RunOptions& run, bool numbered,
-              const PlanesFor& choosePlanes)
+              const LayerOptions& layers, const AnnotationOptions& annotations, const OutputOptions& output,
+              const RunOptions& run, bool numbered, const PlanesFor& choosePlanes)
 {
     std::string error;
     if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
@@ -131,7 +132,9 @@ int RunStages(const InputOptions& input, const PlaneOptions& plane, const Pictur
     PictureRecipe recipe;
     if (!PlanDisplay(volume, stats, picture, recipe.display, error)) return ReportError(error);
     std::vector<std::string> layerNotes;
-    if (!AddLayers(volume, *planes, input, layers, plane.nearest, recipe, layerNotes, error)) return ReportError(error);
+    if (!AddLayers(volume, *planes, input, layers, plane.nearest, recipe, layerNotes, error) ||
+        !AddAnnotations(volume, *planes, annotations, output.mosaic, recipe, error))
+        return ReportError(error);
 
     for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
     for (const std::string& note : layerNotes) Note(run.quiet, note);
@@ -158,9 +161,10 @@ int RunRender(const std::vector<std::string>& args)
         return status;
     const OutputOptions& output = options.output;
     const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
-    return RunStages(
-        options.input, options.plane, options.picture, options.layers, output, options.run, options.plane.series,
-        [&](const Volume& volume, std::string& error) { return ChoosePlanes(volume, options.plane, cells, error); });
+    return RunStages(options.input, options.plane, options.picture, options.layers, options.annotations, output,
+                     options.run, options.plane.series, [&](const Volume& volume, std::string& error) {
+                         return ChoosePlanes(volume, options.plane, cells, error);
+                     });
 }
 
 int RunCpr(const std::vector<std::string>& args)
@@ -174,6 +178,7 @@ int RunCpr(const std::vector<std::string>& args)
     background.background = options.background;
     const LayerOptions noLayers;
     // The path is checked against the header before any voxel is read.
-    return RunStages(options.input, background, options.picture, noLayers, options.output, options.run, false,
+    return RunStages(options.input, background, options.picture, noLayers, options.annotations, options.output,
+                     options.run, false,
                      [&](const Volume& volume, std::string& error) { return MakeCprPlane(volume, options, error); });
 }

@@ -34,6 +34,7 @@ struct CprOptions {
     double slabMm = 0;
     SlabMode slabMode = SlabMode::Average;
     PictureOptions picture;
+    AnnotationOptions annotations;
     OutputOptions output;
     RunOptions run;
 };

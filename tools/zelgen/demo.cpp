@@ -5,6 +5,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "annotate.h"
 #include "commands.h"
 #include "cpr.h"
 #include "layers.h"
@@ -25,20 +26,22 @@ struct GalleryItem {
 const std::vector<GalleryItem>& Gallery()
 {
     static const std::vector<GalleryItem> items = {
-        {"axial.png", "Axial, brain window", {"--window", "brain"}},
-        {"coronal.png", "Coronal, brain window", {"--plane", "coronal", "--window", "brain"}},
-        {"sagittal.png", "Sagittal, brain window", {"--plane", "sagittal", "--window", "brain"}},
-        {"oblique.png", "Oblique, tilted 25/15 deg", {"--tilt", "25,15", "--window", "brain"}},
-        {"axial-mip.png", "Axial MIP 30 mm, angio", {"--slab", "30", "--mip", "--window", "angio"}},
+        {"axial.png", "Axial, brain window", {"--window", "brain", "--annotate"}},
+        {"coronal.png", "Coronal, brain window", {"--plane", "coronal", "--window", "brain", "--annotate"}},
+        {"sagittal.png", "Sagittal, brain window", {"--plane", "sagittal", "--window", "brain", "--annotate"}},
+        {"oblique.png", "Oblique, tilted 25/15 deg", {"--tilt", "25,15", "--window", "brain", "--annotate"}},
+        {"axial-mip.png", "Axial MIP 30 mm, angio", {"--slab", "30", "--mip", "--window", "angio", "--annotate"}},
         {"coronal-mip.png",
          "Coronal MIP 40 mm, angio",
-         {"--plane", "coronal", "--slab", "40", "--mip", "--window", "angio"}},
+         {"--plane", "coronal", "--slab", "40", "--mip", "--window", "angio", "--annotate"}},
         {"bone.png", "Orbits, bone window", {"--window", "bone", "--position", "55"}},
         {"subdural.png", "Axial, subdural window", {"--window", "subdural"}},
         {"stroke.png", "Axial, stroke window", {"--window", "stroke", "--position", "100"}},
         {"sigmoid.png", "Sigmoid brain window", {"--window", "brain", "--sigmoid"}},
         {"gamma.png", "Soft tissue, gamma 2.2", {"--window", "soft-tissue", "--gamma", "2.2"}},
-        {"zoom-rotate.png", "Zoom 2, turned 30 deg", {"--zoom", "2", "--rotate", "30", "--window", "brain"}},
+        {"zoom-rotate.png",
+         "Zoom 2, turned 30 deg",
+         {"--zoom", "2", "--rotate", "30", "--window", "brain", "--annotate"}},
         {"labels.png", "Structures, label overlay", {"--phantom-labels", "--window", "brain", "--position", "100"}},
         {"outlines.png",
          "Structure outlines, sagittal",
@@ -106,7 +109,8 @@ int RunDemo(const std::vector<std::string>& args)
     const std::vector<GalleryItem>& items = Gallery();
     const int columns = 4, cell = 224;
     Sheet sheet(columns, static_cast<int>((items.size() + columns - 1) / columns), cell, cell, 4, true, 3);
-    if (!sheet.Create()) return ReportError("not enough memory for the contact sheet");
+    if (!sheet.Create())
+        return ReportError("the contact sheet could not be made (no memory, or no font for its captions)");
 
     std::string figures;
     for (std::size_t i = 0; i < items.size(); ++i) {
@@ -127,12 +131,14 @@ int RunDemo(const std::vector<std::string>& args)
             std::vector<std::string> notes;
             const bool ok = item.cpr ? ParseCprOptions(arguments, cpr, help, error) &&
                                            (planes = MakeCprPlane(volume, cpr, error)) != nullptr &&
-                                           PlanDisplay(volume, stats, cpr.picture, recipe.display, error)
+                                           PlanDisplay(volume, stats, cpr.picture, recipe.display, error) &&
+                                           AddAnnotations(volume, *planes, cpr.annotations, false, recipe, error)
                                      : ParseRenderOptions(arguments, options, help, error) &&
                                            (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
                                            PlanDisplay(volume, stats, options.picture, recipe.display, error) &&
                                            AddLayers(volume, *planes, input, options.layers, options.plane.nearest,
-                                                     recipe, notes, error);
+                                                     recipe, notes, error) &&
+                                           AddAnnotations(volume, *planes, options.annotations, false, recipe, error);
             // The phantom's minimum, as for a picture without --background.
             if (ok) planes->SetBackground(StoredBackground(volume, stats, options.plane));
             if (!ok || !RenderPicture(RenderJob{volume.image.get(), *planes, recipe}, 0, buffer, error))

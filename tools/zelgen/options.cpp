@@ -22,6 +22,7 @@ std::vector<OptionGroup> RenderGroups(RenderOptions& o)
     for (OptionGroup& g : PlaneOptionGroups(o.plane)) groups.push_back(std::move(g));
     groups.push_back(PictureOptionGroup(o.picture));
     groups.push_back(LayerOptionGroup(o.layers));
+    groups.push_back(AnnotationOptionGroup(o.annotations));
     groups.push_back(OutputOptionGroup(o.output));
     groups.push_back(RunOptionGroup(o.run));
     return groups;
@@ -42,7 +43,8 @@ bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& o, 
     if (!ParseArguments(args, RenderGroups(o), positional, helpAsked, error)) return false;
     if (helpAsked) return true;
     if (!CheckInputOptions(o.input, positional, error) || !CheckPlaneOptions(o.plane, error) ||
-        !CheckPictureOptions(o.picture, error) || !CheckLayerOptions(o.layers, error))
+        !CheckPictureOptions(o.picture, error) || !CheckLayerOptions(o.layers, error) ||
+        !CheckAnnotationOptions(o.annotations, error))
         return false;
     if (o.output.path.empty()) return Fail(error, "no output: give -o OUT.png");
     if (!EndsWithPng(o.output.path))

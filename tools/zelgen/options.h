@@ -122,6 +122,13 @@ struct LayerOptions {
     FusionOptions fusion;
 };
 
+// Marks drawn over the pictures: orientation letters, a scale bar, and the
+// window, position and slab in a corner.
+struct AnnotationOptions {
+    bool wanted = false;
+    std::string font;  // a family name; empty for the default
+};
+
 // Where the pictures go.
 struct OutputOptions {
     std::string path;
@@ -142,6 +149,7 @@ struct RenderOptions {
     PlaneOptions plane;
     PictureOptions picture;
     LayerOptions layers;
+    AnnotationOptions annotations;
     OutputOptions output;
     RunOptions run;
 };
@@ -151,6 +159,7 @@ OptionGroup InputOptionGroup(InputOptions& input);
 std::vector<OptionGroup> PlaneOptionGroups(PlaneOptions& plane);
 OptionGroup PictureOptionGroup(PictureOptions& picture);
 OptionGroup LayerOptionGroup(LayerOptions& layers);
+OptionGroup AnnotationOptionGroup(AnnotationOptions& annotations);
 OptionGroup OutputOptionGroup(OutputOptions& output);
 // The output stage's -o alone (for commands that write one picture).
 OptionRule OutputFileRule(OutputOptions& output, const char* help = "the picture (written whole or not at all)");
@@ -161,6 +170,7 @@ bool CheckInputOptions(InputOptions& input, const std::string& positional, std::
 bool CheckPlaneOptions(const PlaneOptions& plane, std::string& error);
 bool CheckPictureOptions(const PictureOptions& picture, std::string& error);
 bool CheckLayerOptions(const LayerOptions& layers, std::string& error);
+bool CheckAnnotationOptions(const AnnotationOptions& annotations, std::string& error);
 
 struct WindowPreset {
     const char* name;

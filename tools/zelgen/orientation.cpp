@@ -135,6 +135,20 @@ Vec3 PatientToNormalised(const Volume& volume, const Vec3& patient)
     return Normalised(index);
 }
 
+Vec3 IndexStepToPatient(const Volume& volume, const Vec3& step)
+{
+    const auto& m = volume.ijkToPatient;
+    Vec3 p{{0, 0, 0}};
+    for (int r = 0; r < 3; ++r) p[r] = m[r][0] * step[0] + m[r][1] * step[1] + m[r][2] * step[2];
+    return p;
+}
+
+Vec3 IndexToPatient(const Volume& volume, const Vec3& index)
+{
+    const auto& m = volume.ijkToPatient;
+    return IndexStepToPatient(volume, index) + Vec3{{m[0][3], m[1][3], m[2][3]}};
+}
+
 Frame TurnAndFlip(const Frame& frame, double degrees, bool flipH, bool flipV)
 {
     // Content at picture offset p moves to R p (clockwise with y down), so

@@ -48,6 +48,10 @@ Frame SnappedFrame(PlaneKind kind, const AxisMap& map);
 Vec3 PatientToIndex(const Volume& volume, const Vec3& patient);
 // A patient-space direction in normalised voxel space (unit length).
 Vec3 PatientToNormalised(const Volume& volume, const Vec3& patient);
+// A voxel position (index units) in patient millimetres, and a step
+// between voxel positions as a patient-space step.
+Vec3 IndexToPatient(const Volume& volume, const Vec3& index);
+Vec3 IndexStepToPatient(const Volume& volume, const Vec3& step);
 
 // The picture turned clockwise by `degrees` on screen, then mirrored.
 Frame TurnAndFlip(const Frame& frame, double degrees, bool flipH, bool flipV);

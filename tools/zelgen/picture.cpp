@@ -64,6 +64,14 @@ void RealWindow(const ValueStats& stats, const PictureOptions& options, double& 
     centre = 0.5 * (lo + hi + step);
 }
 
+// Four significant digits, without an exponent for large values.
+std::string Brief(double value)
+{
+    char text[48];
+    std::snprintf(text, sizeof(text), std::fabs(value) >= 1000 && std::fabs(value) < 1e15 ? "%.0f" : "%.4g", value);
+    return text;
+}
+
 int ClampToInt(double value, double limit)
 {
     return static_cast<int>(std::max(-limit, std::min(limit, std::round(value))));
@@ -154,6 +162,16 @@ bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOpt
         break;
     }
     display.caption = text;
+    // The same in the few words a corner of the picture has room for.
+    const std::string w = Brief(width), c = Brief(centre);
+    if (options.display == DisplayMode::Threshold)
+        std::snprintf(text, sizeof(text), "threshold %s%s", Brief(options.threshold).c_str(), inverted);
+    else if (options.display == DisplayMode::Gamma)
+        std::snprintf(text, sizeof(text), "W %s L %s, gamma %g%s", w.c_str(), c.c_str(), options.gamma, inverted);
+    else
+        std::snprintf(text, sizeof(text), "W %s L %s%s%s", w.c_str(), c.c_str(),
+                      options.display == DisplayMode::Sigmoid ? ", sigmoid" : "", inverted);
+    display.levels = text;
     return PlanColour(volume, options, display, error);
 }
 

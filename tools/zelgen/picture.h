@@ -32,6 +32,7 @@ struct DisplaySettings {
     const ZelRGBBase<unsigned char>* palette = nullptr;        // 256 entries
     std::shared_ptr<std::vector<ZelRGBABase<float>>> colours;  // by stored value + kColourTableZero
     std::string caption;                                       // "brain window 80/40", ...
+    std::string levels;                                        // "W 80 L 40", short, for annotations
 
     int Depth() const { return rgb || palette || colours ? 3 : 1; }
 };

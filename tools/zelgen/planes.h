@@ -28,6 +28,11 @@ struct PixelPlane {
     Vec3 down;
 };
 
+struct SlabInfo {
+    double thicknessMm = 0;
+    SlabMode mode = SlabMode::Average;
+};
+
 class PlaneChoice {
 public:
     virtual ~PlaneChoice() = default;
@@ -53,6 +58,8 @@ public:
     // voxel position (index units) of pixel (0, 0) and the steps from one
     // pixel to the next to the right and down. The middle of a slab.
     virtual bool Locate(ZelImageBase* volume, int index, PixelPlane& plane) const = 0;
+    // The slab each slice is made of; thickness 0 for thin planes.
+    virtual SlabInfo Slab() const { return {}; }
 
     // Stored value shown outside the volume; known once the values are.
     void SetBackground(int stored) { m_background = stored; }

@@ -67,11 +67,13 @@ public:
 
     // A curved cut is no plane: no second volume can follow it.
     bool Locate(ZelImageBase*, int, PixelPlane&) const override { return false; }
+    SlabInfo Slab() const override { return m_slab; }
 
 private:
     std::unique_ptr<ZelPath> m_path;
     ZelCPRImageGeneratorParam m_param;
     std::string m_caption;
+    SlabInfo m_slab;
 };
 
 // Length of the curve square to a direction (normalised space): the extent
@@ -199,8 +201,8 @@ bool CprPlane::Plan(const Volume& volume, const CprOptions& options, const std::
                   length * finest);
     m_caption = text;
     if (samples >= 2) {
-        std::snprintf(text, sizeof(text), ", %s slab %.1f mm", SlabModeName(options.slabMode),
-                      (p.slabSampleCount - 1) * finest);
+        m_slab = {(p.slabSampleCount - 1) * finest, options.slabMode};
+        std::snprintf(text, sizeof(text), ", %s slab %.1f mm", SlabModeName(options.slabMode), m_slab.thicknessMm);
         m_caption += text;
     }
     if (options.rotateDegrees != 0) {
@@ -284,6 +286,7 @@ std::vector<OptionGroup> CprGroups(CprOptions& o)
              {"--mean", nullptr, "mean of the slab (the default)", slab(SlabMode::Average)},
          }},
         PictureOptionGroup(o.picture),
+        AnnotationOptionGroup(o.annotations),
         {"output", {OutputFileRule(o.output)}},
         RunOptionGroup(o.run),
     };
@@ -334,7 +337,9 @@ bool ParseCprOptions(const std::vector<std::string>& args, CprOptions& o, bool& 
     std::string positional;
     if (!ParseArguments(args, CprGroups(o), positional, helpAsked, error)) return false;
     if (helpAsked) return true;
-    if (!CheckInputOptions(o.input, positional, error) || !CheckPictureOptions(o.picture, error)) return false;
+    if (!CheckInputOptions(o.input, positional, error) || !CheckPictureOptions(o.picture, error) ||
+        !CheckAnnotationOptions(o.annotations, error))
+        return false;
     if (o.pathFile.empty() && !o.input.phantom) return Fail(error, "no path: give --path FILE");
     if (o.output.path.empty()) return Fail(error, "no output: give -o OUT.png");
     if (!EndsWithPng(o.output.path))

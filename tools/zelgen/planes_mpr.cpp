@@ -27,6 +27,7 @@ public:
     bool Generate(ZelImageBase* volume, int index, std::unique_ptr<ZelImageBase>& slice,
                   std::string& error) const override;
     bool PrefersTiled(const Volume& volume) const override;
+    SlabInfo Slab() const override { return m_slab; }
     bool Locate(ZelImageBase* volume, int index, PixelPlane& plane) const override
     {
         if (!volume) return false;
@@ -60,6 +61,7 @@ private:
     ZelMPRStackImageMode m_stackMode = ZEL_MPR_STACK_AVERAGE;
     ZelMPRImageGeneratorParam m_slabView;  // second pass over the stacked slice
     std::string m_slabCaption;
+    SlabInfo m_slab;
 };
 
 // The slice index for --position: the patient coordinate along the plane's
@@ -161,6 +163,7 @@ bool MprPlanes::Plan(const Volume& volume, const PlaneOptions& options, int cell
         const double wanted = std::lround(std::min(options.slabMm / spacing, 1.0 * volume.size[m_axis]));
         const int slices = std::max(1, static_cast<int>(wanted));
         m_slabSteps = slices - 1;
+        if (m_slabSteps > 0) m_slab = {slices * spacing, options.slabMode};
         m_stackMode = options.slabMode == SlabMode::Maximum   ? ZEL_MPR_STACK_MAXIMUM
                       : options.slabMode == SlabMode::Minimum ? ZEL_MPR_STACK_MINIMUM
                                                               : ZEL_MPR_STACK_AVERAGE;

@@ -46,8 +46,11 @@ public:
         return pixels * planes * 8.0 > voxels;
     }
 
+    SlabInfo Slab() const override { return m_slab ? SlabInfo{m_param.thickness, m_slabMode} : SlabInfo{}; }
+
 private:
     ZelObliqueImageGeneratorParam m_param;
+    SlabMode m_slabMode = SlabMode::Average;
     bool m_slab = false;
     std::string m_caption;
 };
@@ -117,6 +120,7 @@ bool ObliquePlane::Plan(const Volume& volume, const PlaneOptions& options, std::
     // Slabs are gathered with interpolation only.
     m_slab = std::floor(p.thickness / finest) >= 1;
     if (m_slab) p.interpolation = 1;
+    m_slabMode = options.slabMode;
 
     char text[200];
     if (options.haveNormal)

@@ -1,20 +1,21 @@
 // A sheet of pictures in a grid: the mosaic of a plane's slices, and the
-// demo's contact sheet with a one-line caption under each picture, drawn in
-// a small built-in bitmap font (upper case, digits and a little
-// punctuation).
+// demo's contact sheet with a one-line caption under each picture, drawn by
+// the library's drawing engine.
 #pragma once
 
 #include <string>
 
 #include "ZelImageBuffer.h"
+#include "text.h"
 
 class Sheet {
 public:
     // `cell` is the size of each picture; `gap` pixels separate the cells;
     // with captions a strip below each cell holds its caption. `depth` is 1
-    // (grey) or 3 (colour).
+    // (grey) or 3 (colour); a sheet with captions is in colour.
     Sheet(int columns, int rows, int cellWidth, int cellHeight, int gap, bool captions, int depth);
 
+    // False when memory (or, with captions, a font) is short.
     bool Create();
     // Places a picture (grey or colour, at most the cell size, centred in its
     // cell) into cell `index`. Different cells may be placed from different
@@ -22,13 +23,8 @@ public:
     void Place(int index, const ZelImageBuffer& picture, const std::string& caption = std::string());
     const ZelImageBuffer& Buffer() const { return m_buffer; }
 
-    // Pixel width of a caption; characters the font lacks draw as spaces.
-    static int TextWidth(const std::string& text);
-    static const int kCaptionHeight = 14;
-
 private:
-    void DrawText(int x, int y, const std::string& text);
-
     int m_columns, m_rows, m_cellWidth, m_cellHeight, m_gap, m_captionHeight, m_depth;
     ZelImageBuffer m_buffer;
+    TextFont m_font;
 };
