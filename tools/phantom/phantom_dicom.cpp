@@ -65,6 +65,18 @@ bool ZelWriteDicomSeries(const ZelImage<short>& volume, const ZelDicomSeriesOpti
     const std::string study = uids.Generate();
     const int bytes = o.bitsAllocated / 8;
     const std::size_t plane = static_cast<std::size_t>(size.x) * static_cast<std::size_t>(size.y);
+    // An enhanced file's frame positions are written by GDCM along the
+    // normal of the slices.
+    const double normal[3] = {o.row[1] * o.column[2] - o.row[2] * o.column[1],
+                              o.row[2] * o.column[0] - o.row[0] * o.column[2],
+                              o.row[0] * o.column[1] - o.row[1] * o.column[0]};
+    const double along = normal[0] * o.step[0] + normal[1] * o.step[1] + normal[2] * o.step[2];
+    if (o.multiFrame && (!o.skip.empty() || !(along > 0) ||
+                         std::fabs(along * along - (o.step[0] * o.step[0] + o.step[1] * o.step[1] +
+                                                    o.step[2] * o.step[2])) > 1e-9 * along * along)) {
+        error = "a multi-frame series is written with its slices along the normal, none left out";
+        return false;
+    }
     const int frames = o.multiFrame ? size.z : 1;
     const int files = o.multiFrame ? 1 : size.z;
     for (int f = 0; f < files; ++f) {

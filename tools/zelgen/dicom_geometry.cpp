@@ -19,6 +19,7 @@ const double kPi = 3.14159265358979323846;
 // Positions are decimal strings of at most 16 characters; differences
 // below these are rounding.
 const double kSamePlace = 1e-3;             // mm: two slices at one place
+const double kPositionRounding = 0.01;      // mm: positions written with two decimals
 const double kShiftWorthResampling = 0.01;  // pixels of in-plane shift
 // A resampled grid holds at most this many times the series' slices: uneven
 // spacing with one tiny gap must not ask for an enormous volume.
@@ -148,7 +149,7 @@ bool PlanDicomGrid(const DicomSeries& series, DicomGrid& grid, std::string& erro
         largest = std::max(largest, grid.along[k] - grid.along[k - 1]);
     }
     const double mean = count > 1 ? extent / static_cast<double>(count - 1) : given;
-    const bool even = count < 2 || largest - smallest <= 0.01 * mean + kSamePlace;
+    const bool even = count < 2 || largest - smallest <= 0.01 * mean + kPositionRounding;
     const bool sheared = most > kShiftWorthResampling;
     grid.resample = !even || sheared;
     if (count < 2 && series.sliceSpacing <= 0)
