@@ -32,10 +32,11 @@ const char* kRle = "1.2.840.10008.1.2.5";
 const char* kDeflate = "1.2.840.10008.1.2.1.99";
 const char* kImplicit = "1.2.840.10008.1.2";
 
-// The phantom, small, with uneven sizes and spacings so that a swapped
-// axis cannot pass. Voxel (a, b, c) lies at DICOM patient position
+// The phantom, small, with unequal sizes and spacings so that a swapped
+// axis cannot pass; odd sizes, so that the middle slice is the same one
+// whichever way an axis runs. Voxel (a, b, c) lies at DICOM patient position
 // (a * sx, b * sy, c * sz).
-const int kSize[3] = {40, 34, 19};
+const int kSize[3] = {41, 35, 19};
 const double kSpacing[3] = {5.6, 6.0, 9.0};
 
 const ZelImage<short>& Phantom()
@@ -339,6 +340,135 @@ TEST(ZelgenDicomGrid, SpacingComesFromThePositions)
         // Sorted along the normal, whatever the files' order.
         for (std::size_t k = 1; k < grid.along.size(); ++k) EXPECT_GT(grid.along[k], grid.along[k - 1]) << c.name;
     }
+}
+
+// The phantom as a raw file, and the arguments that read it.
+std::string RawPhantom(const std::string& path)
+{
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(Phantom().GetDataPtr()),
+               static_cast<std::streamsize>(sizeof(short) * kSize[0] * kSize[1] * kSize[2]));
+    return path + " --raw-size 41,35,19 --raw-type int16 --spacing 5.6,6,9";
+}
+
+TEST_F(ZelgenDicom, PicturesAreThoseOfThePhantomReadRaw)
+{
+    // The same plane of the same patient gives the same picture from a
+    // DICOM series, however it was acquired and stored, and from raw voxels.
+    const std::string raw = RawPhantom(Path("phantom.raw"));
+    ZelDicomSeriesOptions jpeg, multi, plain;
+    jpeg.transferSyntax = kJpegLs, jpeg.bitsStored = 12, jpeg.isSigned = false, jpeg.intercept = -1024;
+    multi.multiFrame = true, multi.transferSyntax = kRle;
+    plain.shuffleNames = true;
+    Write(kAxial, jpeg, "axial");
+    Write(kCoronal, multi, "coronal");
+    Write(kSagittal, plain, "sagittal");
+    for (const char* plane : {"axial", "coronal", "sagittal"}) {
+        const std::string view = std::string(" --window 400,40 --nearest --plane ") + plane;
+        ASSERT_EQ(Run("render " + raw + view + " -o raw.png"), 0);
+        for (const char* series : {"axial", "coronal", "sagittal"}) {
+            std::string out;
+            ASSERT_EQ(Run(std::string("render ") + series + view + " -o dicom.png", &out), 0) << out;
+            EXPECT_TRUE(Bytes("dicom.png") == Bytes("raw.png")) << series << " series, " << plane << " plane";
+        }
+    }
+}
+
+TEST_F(ZelgenDicom, TheFilesOwnWindowAndPolarity)
+{
+    // The default window is the file's; MONOCHROME1 shows low values white.
+    const std::string raw = RawPhantom(Path("phantom.raw"));
+    ZelDicomSeriesOptions o;
+    o.windowWidth = 80, o.windowCentre = 40, o.monochrome1 = true;
+    Write(kAxial, o, "series");
+    std::string out;
+    ASSERT_EQ(Run("info series", &out), 0);
+    EXPECT_NE(out.find("window:       80/40 (the file's own"), std::string::npos) << out;
+    ASSERT_EQ(Run("render series --nearest -o dicom.png", &out), 0);
+    EXPECT_NE(out.find("file window 80/40"), std::string::npos) << out;
+    EXPECT_NE(out.find("MONOCHROME1"), std::string::npos) << out;
+    ASSERT_EQ(Run("render " + raw + " --nearest --window 80,40 --invert -o raw.png"), 0);
+    EXPECT_TRUE(Bytes("dicom.png") == Bytes("raw.png"));
+}
+
+TEST_F(ZelgenDicom, SeveralSeriesAreListedAndOnePicked)
+{
+    ZelDicomSeriesOptions large, small;
+    large.description = "large", large.seriesNumber = 2, large.seriesUid = "1.2.3.4.2";
+    small.description = "small", small.seriesNumber = 1, small.seriesUid = "1.2.3.4.1";
+    small.skip = {0, 1, 2, 3, 4, 5};
+    Write(kAxial, large, "cd/a/large");
+    Write(kAxial, small, "cd/b/small");
+    std::string out;
+    ASSERT_EQ(Run("info cd", &out), 0) << out;
+    for (const char* expected : {"series:       2 in cd", "'small' #1", "'large' #2", "1.2.3.4.2  <-", "x 13 "})
+        EXPECT_NE(out.find(expected), std::string::npos) << expected << "\n" << out;
+    ASSERT_EQ(Run("render cd -o largest.png --nearest --window 400,40", &out), 0);
+    EXPECT_NE(out.find("showing the largest, series 2"), std::string::npos) << out;
+    for (const char* pick : {"2", "1.2.3.4.2"}) {
+        ASSERT_EQ(Run(std::string("render cd --series ") + pick + " -o picked.png --nearest --window 400,40"), 0);
+        EXPECT_TRUE(Bytes("picked.png") == Bytes("largest.png")) << pick;
+    }
+    ASSERT_EQ(Run("info cd --series 1", &out), 0);
+    EXPECT_NE(out.find("41 x 35 x 13 voxels"), std::string::npos) << out;
+}
+
+TEST_F(ZelgenDicom, BadInputEndsWithOneMessageAndNoPicture)
+{
+    ZelDicomSeriesOptions o;
+    o.seriesUid = "1.2.3.9";
+    Write(kAxial, o, "mixed-sizes");
+    Write(kCoronal, o, "mixed-sizes/more");
+    o.transferSyntax = kJpegLossless;
+    Write(kAxial, o, "jpip");
+    o.transferSyntax.clear();
+    Write(kAxial, o, "good");
+    fs::create_directories(Path("empty"));
+    fs::create_directories(Path("text"));
+    std::ofstream(Path("text/readme.txt")) << "no images here";
+    std::string bytes = Bytes("good/IM00003");
+    std::ofstream(Path("truncated.dcm"), std::ios::binary) << bytes.substr(0, bytes.size() - 100);
+    std::string garbage = bytes;
+    for (std::size_t i = 140; i < 600; i += 5) garbage[i] = static_cast<char>(garbage[i] ^ 0x5a);
+    std::ofstream(Path("garbage.dcm"), std::ios::binary) << garbage;
+    // The JPEG lossless syntax UID turned into JPIP, a syntax of the same
+    // length that holds no pixels.
+    for (const auto& e : fs::directory_iterator(Path("jpip"))) {
+        std::string file = Bytes("jpip/" + e.path().filename().string());
+        const std::size_t at = file.find("1.2.840.10008.1.2.4.70");
+        if (at != std::string::npos) file.replace(at, 22, "1.2.840.10008.1.2.4.94");
+        std::ofstream(e.path(), std::ios::binary) << file;
+    }
+    const char* cases[][2] = {
+        {"render empty -o x.png", "no DICOM image"},
+        {"render text -o x.png", "no DICOM image"},
+        {"render truncated.dcm -o x.png", "truncated"},
+        {"info garbage.dcm", "garbage.dcm"},
+        {"render mixed-sizes -o x.png", "mixes slice sizes"},
+        {"render jpip -o x.png", "unsupported transfer syntax"},
+        {"render good --series 3 -o x.png", "holds 1 series"},
+        {"render good --volume 1 -o x.png", "--series"},
+        {"render --phantom --series 1 -o x.png", "--series picks a series of a DICOM input"},
+    };
+    for (const auto& c : cases) {
+        std::string out;
+        EXPECT_EQ(Run(c[0], &out), 2) << c[0] << "\n" << out;
+        EXPECT_EQ(out.rfind("zelgen: error: ", 0), 0u) << c[0] << "\n" << out;
+        EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1) << c[0] << "\n" << out;
+        EXPECT_NE(out.find(c[1]), std::string::npos) << c[0] << "\n" << out;
+        EXPECT_FALSE(fs::exists(Path("x.png"))) << c[0];
+    }
+    // Orientations that differ within one series are refused as well.
+    o.seriesUid = "1.2.3.10";
+    Write(kAxial, o, "turned");
+    std::unique_ptr<ZelImage<short>> slices(Acquire(kAxial, o));
+    o.directory = Path("turned/more");
+    o.column[1] = std::cos(0.1), o.column[2] = std::sin(0.1);
+    std::string error;
+    ASSERT_TRUE(ZelWriteDicomSeries(*slices, o, error)) << error;
+    std::string out;
+    EXPECT_EQ(Run("info turned", &out), 2);
+    EXPECT_NE(out.find("different orientations"), std::string::npos) << out;
 }
 
 }  // namespace

@@ -110,3 +110,17 @@ bool PlanDicomGrid(const DicomSeries& series, DicomGrid& grid, std::string& erro
 // Grid voxels beyond the slices get `noValue`.
 bool ResampleSlices(const DicomGrid& grid, int columns, int rows, const std::function<bool(int, short*)>& slice,
                     short noValue, ZelImage<short>& image, std::string& error);
+
+// Walks the element structure of a DICOM file (to its pixel data when
+// `headerOnly`) and checks every stated length against the bytes really
+// there, before GDCM reads it: GDCM allocates whatever a length claims.
+bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why);
+
+// GDCM gives up on some damaged files with an assertion (an abort). Calls
+// into GDCM run through GuardGdcm: on an abort (or a crash) inside `work`,
+// zelgen prints one error line naming `path` and exits with status 2; the
+// fuzzing harnesses ask instead for `work` to end and false to be returned
+// with that message (aborts only: a crash there is a finding).
+enum class DicomAbort { Exit, Return };
+void SetDicomAbort(DicomAbort mode);
+bool GuardGdcm(const std::string& path, const std::function<bool()>& work, std::string& error);

@@ -35,13 +35,21 @@ public:
     // machine's byte order).
     bool Decode(const DicomSlice& slice, std::vector<char>& bytes, std::string& error)
     {
-        try {
-            return slice.frame == 0 && !IsMultiFrame(slice) ? DecodeFile(slice, bytes, error)
-                                                            : DecodeFrame(slice, bytes, error);
-        } catch (...) {
-            error = Quoted(slice.path) + ": the pixel data cannot be decoded (damaged file)";
-            return false;
+        if (m_checkedPath != slice.path) {
+            std::string why;
+            if (!CheckDicomFile(slice.path, false, why)) {
+                error = Quoted(slice.path) + ": damaged or truncated DICOM file (" + why + ")";
+                return false;
+            }
+            m_checkedPath = slice.path;
         }
+        return GuardGdcm(
+            slice.path,
+            [&] {
+                return slice.frame == 0 && !IsMultiFrame(slice) ? DecodeFile(slice, bytes, error)
+                                                                : DecodeFrame(slice, bytes, error);
+            },
+            error);
     }
 
 private:
@@ -154,6 +162,7 @@ private:
     }
 
     const DicomSeries& m_series;
+    std::string m_checkedPath;
     std::unique_ptr<gdcm::ImageRegionReader> m_region;
     std::string m_regionPath;
     bool m_regionWorks = false;

@@ -89,7 +89,11 @@ bool UShort(const gdcm::DataSet& ds, const gdcm::Tag& tag, bool bigEndian, int& 
 gdcm::SmartPointer<gdcm::SequenceOfItems> Sequence(const gdcm::DataSet& ds, const gdcm::Tag& tag)
 {
     if (!ds.FindDataElement(tag)) return nullptr;
-    return ds.GetDataElement(tag).GetValueAsSQ();
+    // Only values that the structure check walked as sequences.
+    const gdcm::DataElement& de = ds.GetDataElement(tag);
+    const gdcm::VR vr = de.GetVR();
+    if (vr != gdcm::VR::SQ && vr != gdcm::VR::UN && vr != gdcm::VR::INVALID) return nullptr;
+    return de.GetValueAsSQ();
 }
 
 // The data set of the first item of sequence `tag` inside item `index`
@@ -183,6 +187,15 @@ bool ReadHeader(const std::string& path, DicomSeries& out, bool& isDirectory)
     long long frames = 1;
     if (frameCount.size() == 1 && frameCount[0] >= 1 && frameCount[0] <= kMostFrames)
         frames = static_cast<long long>(frameCount[0]);
+    // Every frame takes room in the file (its pixels, or at least an item
+    // of compressed data): a damaged count is refused before any frame is
+    // described.
+    struct stat st;
+    const double frameBytes =
+        ts.IsEncapsulated() ? 8.0 : static_cast<double>(out.rows) * out.columns * out.bitsAllocated / 8;
+    if (frames > 1 &&
+        (stat(path.c_str(), &st) != 0 || static_cast<double>(frames) * frameBytes > static_cast<double>(st.st_size)))
+        return false;
     if (frames == 1) {
         out.slices.push_back(base);
         return true;
@@ -287,14 +300,13 @@ bool ScanDicom(const std::string& path, std::vector<DicomSeries>& series, int& s
         DicomSeries file;
         bool isDirectory = false;
         bool read = false;
-        try {
-            read = ReadHeader(path, file, isDirectory);
-        } catch (...) {
-            read = false;
-        }
+        std::string why;
+        read = CheckDicomFile(path, true, why) && GuardGdcm(
+                                                      path, [&] { return ReadHeader(path, file, isDirectory); }, why);
         if (!isDirectory) {
             if (!read) {
-                error = "'" + path + "' is not a DICOM image that can be read (damaged, or no image in it)";
+                error = "'" + path + "' is not a DICOM image that can be read (" +
+                        (why.empty() ? std::string("damaged, or no image in it") : "damaged: " + why) + ")";
                 return false;
             }
             AddToSeries(std::move(file), series, index);
@@ -326,11 +338,9 @@ bool ScanDicom(const std::string& path, std::vector<DicomSeries>& series, int& s
         if (!LooksLikeDicom(head, got)) continue;
         DicomSeries file;
         bool isDirectory = false, read = false;
-        try {
-            read = ReadHeader(p, file, isDirectory);
-        } catch (...) {
-            read = false;
-        }
+        std::string ignored;
+        read = CheckDicomFile(p, true, ignored) && GuardGdcm(
+                                                       p, [&] { return ReadHeader(p, file, isDirectory); }, ignored);
         if (read && !file.slices.empty())
             AddToSeries(std::move(file), series, index);
         else if (!isDirectory)

@@ -1,0 +1,244 @@
+// Our own walk over a DICOM file's element structure, before GDCM sees it.
+// GDCM believes the lengths a file states: an element that claims
+// gigabytes makes it allocate them, and some inconsistencies end in an
+// assertion. Every stated length is checked here against the bytes that
+// are really there (and nesting against a depth limit), so that such a
+// file is refused before anything is allocated for it.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "dicom.h"
+
+namespace {
+
+const std::uint32_t kUndefined = 0xffffffffu;
+const int kDeepest = 24;  // sequences within sequences
+// Inflated data sets may be this many times their compressed size (more
+// than deflate can reach) and no larger.
+const std::size_t kMostInflation = 1100;
+
+struct Walk {
+    const std::uint8_t* data;
+    std::size_t size;
+    bool explicitVr;
+    bool bigEndian;
+    bool headerOnly;  // stop at the pixel data
+    std::string why;
+
+    std::uint32_t U16(std::size_t at) const
+    {
+        return bigEndian ? (data[at] << 8 | data[at + 1]) : (data[at + 1] << 8 | data[at]);
+    }
+    std::uint32_t U32(std::size_t at) const
+    {
+        const std::uint32_t a = U16(at), b = U16(at + 2);
+        return bigEndian ? (a << 16 | b) : (b << 16 | a);
+    }
+    bool Fail(const std::string& message)
+    {
+        if (why.empty()) why = message;
+        return false;
+    }
+
+    // GDCM reads an unknown VR's length its own way: refused here.
+    static bool KnownVr(const char* vr)
+    {
+        static const char kinds[] = "AEASATCSDADSDTFLFDISLOLTOBODOFOLOVOWPNSHSLSQSSSTSVTMUCUIULUNURUSUTUV";
+        for (const char* k = kinds; *k; k += 2)
+            if (vr[0] == k[0] && vr[1] == k[1]) return true;
+        return false;
+    }
+
+    static bool LongLength(const char* vr)
+    {
+        static const char* const kinds[] = {"OB", "OD", "OF", "OL", "OV", "OW", "SQ",
+                                            "UC", "UN", "UR", "UT", "SV", "UV"};
+        for (const char* k : kinds)
+            if (vr[0] == k[0] && vr[1] == k[1]) return true;
+        return false;
+    }
+
+    // Items of a sequence (or fragments of pixel data) from `at` up to
+    // `end`, or to their delimiter when the length is undefined.
+    bool Items(std::size_t& at, std::size_t end, bool undefined, bool fragments, int depth, bool implicitInside)
+    {
+        for (;;) {
+            if (!undefined && at == end) return true;
+            if (at + 8 > end) return Fail("a sequence runs past the end of the file");
+            const std::uint32_t group = U16(at), element = U16(at + 2), length = U32(at + 4);
+            at += 8;
+            if (group != 0xfffe) return Fail("a sequence holds something that is not an item");
+            if (element == 0xe0dd) return undefined || Fail("a sequence delimiter inside a sequence of known length");
+            if (element != 0xe000) return Fail("a sequence holds an unknown delimiter");
+            if (fragments) {
+                if (length == kUndefined || length > end - at) return Fail("a pixel data fragment runs past the end");
+                at += length;
+                continue;
+            }
+            const bool saved = explicitVr;
+            if (implicitInside) explicitVr = false;
+            const bool ok = length == kUndefined ? DataSet(at, end, true, depth + 1)
+                                                 : (length <= end - at && DataSet(at, at + length, false, depth + 1)) ||
+                                                       Fail("an item runs past the end of its sequence");
+            explicitVr = saved;
+            if (!ok) return false;
+        }
+    }
+
+    // Elements from `at` up to `end`; an item of undefined length ends at
+    // its delimiter.
+    bool DataSet(std::size_t& at, std::size_t end, bool untilDelimiter, int depth)
+    {
+        if (depth > kDeepest) return Fail("sequences nested too deeply");
+        while (at < end) {
+            if (end - at < 8) return Fail("the file ends inside an element");
+            const std::uint32_t group = U16(at), element = U16(at + 2);
+            if (group == 0xfffe && element == 0xe00d) {
+                at += 8;
+                return untilDelimiter || Fail("an item delimiter outside an item");
+            }
+            char vr[3] = {0, 0, 0};
+            std::uint32_t length = 0;
+            std::size_t header = 8;
+            if (explicitVr && group != 0xfffe) {
+                vr[0] = static_cast<char>(data[at + 4]);
+                vr[1] = static_cast<char>(data[at + 5]);
+                if (!KnownVr(vr)) return Fail("an element has an unknown value representation");
+                if (LongLength(vr)) {
+                    if (end - at < 12) return Fail("the file ends inside an element");
+                    length = U32(at + 8);
+                    header = 12;
+                } else {
+                    length = U16(at + 6);
+                }
+            } else {
+                length = U32(at + 4);
+            }
+            at += header;
+            const bool pixels = group == 0x7fe0 && element == 0x0010 && depth == 0;
+            if (pixels && headerOnly) return true;
+            if (length == kUndefined) {
+                // Sequences, and encapsulated pixel data; an unknown (UN)
+                // value of undefined length is a sequence in implicit VR.
+                const bool un = vr[0] == 'U' && vr[1] == 'N';
+                if (!Items(at, end, true, pixels, depth, un)) return false;
+                continue;
+            }
+            if (length > end - at) return Fail("an element claims more bytes than the file holds");
+            // Values that GDCM may read as a sequence: SQ, and (without a
+            // VR, or as UN) anything that starts with an item.
+            const bool un = vr[0] == 'U' && vr[1] == 'N';
+            const bool startsWithItem = length >= 8 && U16(at) == 0xfffe && U16(at + 2) == 0xe000;
+            if ((vr[0] == 'S' && vr[1] == 'Q') || ((!explicitVr || un) && startsWithItem)) {
+                std::size_t inside = at;
+                if (!Items(inside, at + length, false, false, depth, un)) return false;
+            }
+            at += length;
+        }
+        return !untilDelimiter || Fail("an item has no end");
+    }
+};
+
+// The data set of a deflated file, inflated, within the limit.
+bool Inflate(const std::uint8_t* data, std::size_t size, std::vector<std::uint8_t>& out)
+{
+    z_stream zs{};
+    if (inflateInit2(&zs, -MAX_WBITS) != Z_OK) return false;
+    zs.next_in = const_cast<std::uint8_t*>(data);
+    zs.avail_in = static_cast<uInt>(std::min<std::size_t>(size, 1u << 30));
+    const std::size_t most = size * kMostInflation + (1 << 16);
+    int status = Z_OK;
+    while (status == Z_OK) {
+        if (out.size() >= most) break;
+        const std::size_t have = out.size();
+        out.resize(std::min(most, have + (1 << 16)));
+        zs.next_out = out.data() + have;
+        zs.avail_out = static_cast<uInt>(out.size() - have);
+        status = inflate(&zs, Z_NO_FLUSH);
+        out.resize(out.size() - zs.avail_out);
+        if (status == Z_BUF_ERROR && zs.avail_in == 0) break;
+    }
+    inflateEnd(&zs);
+    return status == Z_STREAM_END;
+}
+
+bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std::string& why)
+{
+    if (size < 132 || std::memcmp(data + 128, "DICM", 4) != 0) {
+        why = "no DICOM header";
+        return false;
+    }
+    // The file meta information: explicit VR little endian.
+    Walk meta{data, size, true, false, headerOnly, std::string()};
+    std::size_t at = 132;
+    std::string syntax;
+    while (at + 8 <= size && meta.U16(at) == 0x0002) {
+        const std::size_t start = at;
+        std::size_t end = start;
+        // One element at a time, to read the transfer syntax.
+        const char vr[2] = {static_cast<char>(data[at + 4]), static_cast<char>(data[at + 5])};
+        if (!Walk::KnownVr(vr)) {
+            why = "its header has an unknown value representation";
+            return false;
+        }
+        const bool wide = Walk::LongLength(vr);
+        if (wide && at + 12 > size) break;
+        const std::uint32_t length = wide ? meta.U32(at + 8) : meta.U16(at + 6);
+        const std::size_t header = wide ? 12 : 8;
+        if (length == kUndefined || length > size - at - header) {
+            why = "its header claims more bytes than the file holds";
+            return false;
+        }
+        end = at + header + length;
+        if (meta.U16(at + 2) == 0x0010) syntax.assign(reinterpret_cast<const char*>(data + at + header), length);
+        at = end;
+    }
+    while (!syntax.empty() && (syntax.back() == '\0' || syntax.back() == ' ')) syntax.pop_back();
+    Walk body{data, size, syntax != "1.2.840.10008.1.2", syntax == "1.2.840.10008.1.2.2", headerOnly, std::string()};
+    std::vector<std::uint8_t> inflated;
+    std::size_t start = at;
+    if (syntax == "1.2.840.10008.1.2.1.99") {
+        if (!Inflate(data + at, size - at, inflated)) {
+            why = "its compressed data set is damaged";
+            return false;
+        }
+        body.data = inflated.data();
+        body.size = inflated.size();
+        start = 0;
+    }
+    if (!body.DataSet(start, body.size, false, 0)) {
+        why = body.why;
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why)
+{
+    const int fd = open(path.c_str(), O_RDONLY);
+    struct stat st;
+    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size == 0) {
+        if (fd >= 0) close(fd);
+        why = "cannot be read";
+        return false;
+    }
+    const std::size_t size = static_cast<std::size_t>(st.st_size);
+    void* map = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+    close(fd);
+    if (map == MAP_FAILED) {
+        why = "cannot be read";
+        return false;
+    }
+    const bool ok = CheckBytes(static_cast<const std::uint8_t*>(map), size, headerOnly, why);
+    munmap(map, size);
+    return ok;
+}
