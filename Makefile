@@ -43,7 +43,7 @@ test-tsan:
 	ctest --preset tsan --no-tests=ignore
 
 bench:
-	@scripts/install-deps.sh libvtk9-dev
+	@scripts/install-deps.sh libvtk9-dev libinsighttoolkit5-dev
 	cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bench/zel_bench $(BENCH_ARGS)

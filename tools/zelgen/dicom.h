@@ -111,8 +111,8 @@ bool PlanDicomGrid(const DicomSeries& series, DicomGrid& grid, std::string& erro
 bool ResampleSlices(const DicomGrid& grid, int columns, int rows, const std::function<bool(int, short*)>& slice,
                     short noValue, ZelImage<short>& image, std::string& error);
 
-// Walks the element structure of a DICOM file (to its pixel data when
-// `headerOnly`) and checks every stated length against the bytes really
+// Walks the element structure of a DICOM file (up to the pixel data, and
+// its length, when `headerOnly`) and checks every stated length against the bytes really
 // there, before GDCM reads it: GDCM allocates whatever a length claims.
 bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why);
 

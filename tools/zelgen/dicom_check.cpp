@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -31,6 +32,25 @@ struct Walk {
     bool bigEndian;
     bool headerOnly;  // stop at the pixel data
     std::string why;
+    // Encapsulated pixel data: the offset table (its first item) and where
+    // each later item starts, counted as the table counts.
+    bool sawTable = false;
+    std::vector<std::uint8_t> table;
+    std::vector<std::size_t> starts;
+    std::size_t first = 0;
+
+    // Frame offsets must each point at an item: GDCM seeks by them.
+    bool CheckOffsetTable()
+    {
+        if (table.size() % 4) return Fail("the pixel data's offset table is damaged");
+        for (std::size_t i = 0; i < table.size(); i += 4) {
+            const std::uint32_t offset = static_cast<std::uint32_t>(table[i] | table[i + 1] << 8 | table[i + 2] << 16) |
+                                         static_cast<std::uint32_t>(table[i + 3]) << 24;
+            if (!std::binary_search(starts.begin(), starts.end(), offset))
+                return Fail("the pixel data's offset table points between its frames");
+        }
+        return true;
+    }
 
     std::uint32_t U16(std::size_t at) const
     {
@@ -79,6 +99,13 @@ struct Walk {
             if (element != 0xe000) return Fail("a sequence holds an unknown delimiter");
             if (fragments) {
                 if (length == kUndefined || length > end - at) return Fail("a pixel data fragment runs past the end");
+                if (!sawTable) {
+                    sawTable = true;
+                    table.assign(data + at, data + at + length);
+                    first = at + length;
+                } else {
+                    starts.push_back(at - 8 - first);
+                }
                 at += length;
                 continue;
             }
@@ -123,15 +150,20 @@ struct Walk {
             }
             at += header;
             const bool pixels = group == 0x7fe0 && element == 0x0010 && depth == 0;
-            if (pixels && headerOnly) return true;
+            // GDCM reads the pixel data element even when asked to read up
+            // to it: its length is checked in any case.
+            if (pixels && length != kUndefined && length > end - at)
+                return Fail("the pixel data is cut short (a truncated file)");
             if (length == kUndefined) {
                 // Sequences, and encapsulated pixel data; an unknown (UN)
                 // value of undefined length is a sequence in implicit VR.
                 const bool un = vr[0] == 'U' && vr[1] == 'N';
                 if (!Items(at, end, true, pixels, depth, un)) return false;
+                if (pixels && !CheckOffsetTable()) return false;
                 continue;
             }
             if (length > end - at) return Fail("an element claims more bytes than the file holds");
+            if (pixels && headerOnly) return true;
             // Values that GDCM may read as a sequence: SQ, and (without a
             // VR, or as UN) anything that starts with an item.
             const bool un = vr[0] == 'U' && vr[1] == 'N';
@@ -176,7 +208,7 @@ bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std
         return false;
     }
     // The file meta information: explicit VR little endian.
-    Walk meta{data, size, true, false, headerOnly, std::string()};
+    Walk meta{data, size, true, false, headerOnly, std::string(), false, {}, {}, 0};
     std::size_t at = 132;
     std::string syntax;
     while (at + 8 <= size && meta.U16(at) == 0x0002) {
@@ -200,8 +232,23 @@ bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std
         if (meta.U16(at + 2) == 0x0010) syntax.assign(reinterpret_cast<const char*>(data + at + header), length);
         at = end;
     }
+    // GDCM reads the meta information by its stated group length.
+    if (size >= 144 && meta.U16(132) == 0x0002 && meta.U16(134) == 0x0000 && meta.U16(138) == 4 &&
+        meta.U32(140) != at - 144) {
+        why = "its header's group length is wrong";
+        return false;
+    }
     while (!syntax.empty() && (syntax.back() == '\0' || syntax.back() == ' ')) syntax.pop_back();
-    Walk body{data, size, syntax != "1.2.840.10008.1.2", syntax == "1.2.840.10008.1.2.2", headerOnly, std::string()};
+    Walk body{data,
+              size,
+              syntax != "1.2.840.10008.1.2",
+              syntax == "1.2.840.10008.1.2.2",
+              headerOnly,
+              std::string(),
+              false,
+              {},
+              {},
+              0};
     std::vector<std::uint8_t> inflated;
     std::size_t start = at;
     if (syntax == "1.2.840.10008.1.2.1.99") {
