@@ -131,6 +131,9 @@ struct Walk {
                 at += 8;
                 return untilDelimiter || Fail("an item delimiter outside an item");
             }
+            // GDCM takes an item among elements as a sign of another
+            // encoding, and reads on with other lengths.
+            if (group == 0xfffe) return Fail("an item outside a sequence");
             char vr[3] = {0, 0, 0};
             std::uint32_t length = 0;
             std::size_t header = 8;
