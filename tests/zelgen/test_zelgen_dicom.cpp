@@ -428,6 +428,8 @@ TEST_F(ZelgenDicom, BadInputEndsWithOneMessageAndNoPicture)
     std::ofstream(Path("text/readme.txt")) << "no images here";
     std::string bytes = Bytes("good/IM00003");
     std::ofstream(Path("truncated.dcm"), std::ios::binary) << bytes.substr(0, bytes.size() - 100);
+    fs::copy(Path("good"), Path("one-cut"));
+    std::ofstream(Path("one-cut/IM00007"), std::ios::binary) << bytes.substr(0, bytes.size() / 2);
     std::string garbage = bytes;
     for (std::size_t i = 140; i < 600; i += 5) garbage[i] = static_cast<char>(garbage[i] ^ 0x5a);
     std::ofstream(Path("garbage.dcm"), std::ios::binary) << garbage;
@@ -444,6 +446,7 @@ TEST_F(ZelgenDicom, BadInputEndsWithOneMessageAndNoPicture)
         {"render text -o x.png", "no DICOM image"},
         {"render truncated.dcm -o x.png", "truncated"},
         {"info garbage.dcm", "garbage.dcm"},
+        {"render one-cut -o x.png", "one-cut/IM00007': damaged or truncated"},
         {"render mixed-sizes -o x.png", "mixes slice sizes"},
         {"render jpip -o x.png", "unsupported transfer syntax"},
         {"render good --series 3 -o x.png", "holds 1 series"},

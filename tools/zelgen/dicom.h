@@ -71,7 +71,8 @@ bool LooksLikeDicom(const unsigned char* bytes, std::size_t length);
 
 // Every image series under `path`. Files that are not DICOM images are
 // skipped when a directory is searched (`skipped` counts the DICOM files
-// among them that could not be read); a file named directly must be one.
+// among them, reports and the like); a damaged DICOM file is refused, and
+// a file named directly must be an image.
 // The series come sorted by Series Number, then description and UID.
 bool ScanDicom(const std::string& path, std::vector<DicomSeries>& series, int& skipped, std::string& error);
 

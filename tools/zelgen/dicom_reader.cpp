@@ -222,9 +222,6 @@ bool DicomReader::ChooseSeries(Volume& volume, std::string& error)
 {
     int skipped = 0;
     if (!ScanDicom(m_input.path, m_all, skipped, error)) return false;
-    if (skipped)
-        volume.notes.push_back(std::to_string(skipped) + " DICOM file" + (skipped > 1 ? "s" : "") +
-                               " could not be read and " + (skipped > 1 ? "were" : "was") + " left out");
     std::size_t pick = 0;
     for (std::size_t s = 1; s < m_all.size(); ++s)
         if (m_all[s].Voxels() > m_all[pick].Voxels()) pick = s;

@@ -146,11 +146,13 @@ void ReadSeriesSpacing(const gdcm::DataSet& ds, DicomSeries& series)
 
 // The header of one file as a series of its own (one slice per frame).
 // False when the file is not a DICOM image.
-bool ReadHeader(const std::string& path, DicomSeries& out, bool& isDirectory)
+bool ReadHeader(const std::string& path, DicomSeries& out, bool& isDirectory, bool& damaged)
 {
     gdcm::Reader reader;
     reader.SetFileName(path.c_str());
+    damaged = true;
     if (!reader.ReadUpToTag(kPixelData)) return false;
+    damaged = false;
     const gdcm::File& file = reader.GetFile();
     const gdcm::DataSet& ds = file.GetDataSet();
     gdcm::MediaStorage ms;
@@ -301,8 +303,10 @@ bool ScanDicom(const std::string& path, std::vector<DicomSeries>& series, int& s
         bool isDirectory = false;
         bool read = false;
         std::string why;
-        read = CheckDicomFile(path, true, why) && GuardGdcm(
-                                                      path, [&] { return ReadHeader(path, file, isDirectory); }, why);
+        bool damaged = false;
+        read = CheckDicomFile(path, true, why) &&
+               GuardGdcm(
+                   path, [&] { return ReadHeader(path, file, isDirectory, damaged); }, why);
         if (!isDirectory) {
             if (!read) {
                 error = "'" + path + "' is not a DICOM image that can be read (" +
@@ -337,18 +341,25 @@ bool ScanDicom(const std::string& path, std::vector<DicomSeries>& series, int& s
         std::fclose(f);
         if (!LooksLikeDicom(head, got)) continue;
         DicomSeries file;
-        bool isDirectory = false, read = false;
-        std::string ignored;
-        read = CheckDicomFile(p, true, ignored) && GuardGdcm(
-                                                       p, [&] { return ReadHeader(p, file, isDirectory); }, ignored);
-        if (read && !file.slices.empty())
+        bool isDirectory = false, damaged = false;
+        std::string why;
+        // A damaged file is refused, not left out: the series it belongs
+        // to would be shown with a slice made up in its place.
+        if (!CheckDicomFile(p, true, why) || (!GuardGdcm(
+                                                  p, [&] { return ReadHeader(p, file, isDirectory, damaged); }, why) &&
+                                              damaged)) {
+            error = "'" + p + "': damaged or truncated DICOM file (" + (why.empty() ? "it cannot be read" : why) +
+                    "); move it away to read the rest of '" + path + "'";
+            return false;
+        }
+        if (!file.slices.empty())
             AddToSeries(std::move(file), series, index);
         else if (!isDirectory)
             ++skipped;
     }
     if (series.empty()) {
         error = "'" + path + "' is a directory with no DICOM image in it" +
-                (skipped ? " (" + std::to_string(skipped) + " DICOM files could not be read)" : std::string());
+                (skipped ? " (" + std::to_string(skipped) + " DICOM files hold no image)" : std::string());
         return false;
     }
     std::sort(series.begin(), series.end(), [](const DicomSeries& a, const DicomSeries& b) {
