@@ -34,7 +34,73 @@ struct Walk {
     std::string why;
     // Encapsulated pixel data: the offset table (its first item) and where
     // each later item starts, counted as the table counts.
+    // What the compressed frames must hold (from the data set), and their
+    // compression.
+    enum class Codec { None, Jpeg, Jpeg2000, Rle } codec = Codec::None;
+    std::uint32_t rows = 0, columns = 0, bitsAllocated = 0;
     bool sawTable = false;
+
+    // GDCM's decoders trust the sizes in a compressed frame's own header
+    // and write that many pixels: a frame's header must describe the
+    // image's rows, columns and one component. Fragments that start no
+    // frame (the rest of a frame in several) carry no header.
+    bool CheckFrameStart(const std::uint8_t* f, std::size_t n)
+    {
+        const auto be16 = [f](std::size_t at) { return static_cast<std::uint32_t>(f[at] << 8 | f[at + 1]); };
+        const auto be32 = [&](std::size_t at) { return be16(at) << 16 | be16(at + 2); };
+        const char* wrong = "a compressed frame does not match the image's size";
+        if (codec == Codec::Jpeg && n >= 4 && be16(0) == 0xffd8) {
+            // Markers up to the frame header (SOFn, or SOF55 of JPEG-LS).
+            for (std::size_t at = 2; at + 4 <= n;) {
+                const std::uint32_t marker = be16(at), length = be16(at + 2);
+                if ((marker & 0xff00) != 0xff00 || length < 2) return Fail(wrong);
+                const bool frame = (marker >= 0xffc0 && marker <= 0xffcf && marker != 0xffc4 && marker != 0xffc8 &&
+                                    marker != 0xffcc) ||
+                                   marker == 0xfff7;
+                if (frame) {
+                    if (at + 10 > n || be16(at + 5) != rows || be16(at + 7) != columns || f[at + 9] != 1 ||
+                        f[at + 4] > bitsAllocated)
+                        return Fail(wrong);
+                    return true;
+                }
+                at += 2 + length;
+            }
+            return Fail(wrong);
+        }
+        if (codec == Codec::Jpeg2000) {
+            std::size_t at = 0;
+            // A JP2 file: its codestream is in the box "jp2c".
+            while (at + 8 <= n && be16(at) != 0xff4f) {
+                const std::uint32_t box = be32(at), type = be32(at + 4);
+                if (type == 0x6a703263) {
+                    at += 8;
+                    break;
+                }
+                if (box < 8) return Fail(wrong);
+                at += box;
+            }
+            // SOC, then SIZ: Rsiz, Xsiz, Ysiz, XOsiz, YOsiz, ..., Csiz.
+            if (at + 42 > n || be16(at) != 0xff4f || be16(at + 2) != 0xff51) return Fail(wrong);
+            const std::uint32_t width = be32(at + 8) - be32(at + 16), height = be32(at + 12) - be32(at + 20);
+            if (width != columns || height != rows || be16(at + 40) != 1) return Fail(wrong);
+            return true;
+        }
+        if (codec == Codec::Rle) {
+            // Segment count and offsets, little-endian, in a 64-byte header.
+            if (n < 64) return Fail(wrong);
+            const auto le32 = [f](std::size_t at) {
+                return static_cast<std::uint32_t>(f[at] | f[at + 1] << 8 | f[at + 2] << 16) |
+                       static_cast<std::uint32_t>(f[at + 3]) << 24;
+            };
+            const std::uint32_t segments = le32(0);
+            if (segments < 1 || segments > 15 || segments != (bitsAllocated + 7) / 8) return Fail(wrong);
+            for (std::uint32_t s = 1; s <= segments; ++s)
+                if (le32(4 * s) < 64 || le32(4 * s) >= n || (s > 1 && le32(4 * s) <= le32(4 * (s - 1))))
+                    return Fail(wrong);
+        }
+        return true;
+    }
+
     std::vector<std::uint8_t> table;
     std::vector<std::size_t> starts;
     std::size_t first = 0;
@@ -105,6 +171,7 @@ struct Walk {
                     first = at + length;
                 } else {
                     starts.push_back(at - 8 - first);
+                    if (!CheckFrameStart(data + at, length)) return false;
                 }
                 at += length;
                 continue;
@@ -152,6 +219,11 @@ struct Walk {
                 length = U32(at + 4);
             }
             at += header;
+            if (depth == 0 && group == 0x0028 && length == 2 && at + 2 <= end) {
+                if (element == 0x0010) rows = U16(at);
+                if (element == 0x0011) columns = U16(at);
+                if (element == 0x0100) bitsAllocated = U16(at);
+            }
             const bool pixels = group == 0x7fe0 && element == 0x0010 && depth == 0;
             // GDCM reads the pixel data element even when asked to read up
             // to it: its length is checked in any case.
@@ -211,7 +283,7 @@ bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std
         return false;
     }
     // The file meta information: explicit VR little endian.
-    Walk meta{data, size, true, false, headerOnly, std::string(), false, {}, {}, 0};
+    Walk meta{data, size, true, false, headerOnly, std::string(), Walk::Codec::None, 0, 0, 0, false, {}, {}, 0};
     std::size_t at = 132;
     std::string syntax;
     while (at + 8 <= size && meta.U16(at) == 0x0002) {
@@ -248,12 +320,23 @@ bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std
               syntax == "1.2.840.10008.1.2.2",
               headerOnly,
               std::string(),
+              Walk::Codec::None,
+              0,
+              0,
+              0,
               false,
               {},
               {},
               0};
     std::vector<std::uint8_t> inflated;
     std::size_t start = at;
+    const std::string jpeg = "1.2.840.10008.1.2.4.";
+    if (syntax.compare(0, jpeg.size(), jpeg) == 0) {
+        const std::string process = syntax.substr(jpeg.size());
+        body.codec = process == "90" || process == "91" || process == "92" || process == "93" ? Walk::Codec::Jpeg2000
+                                                                                              : Walk::Codec::Jpeg;
+    }
+    if (syntax == "1.2.840.10008.1.2.5") body.codec = Walk::Codec::Rle;
     if (syntax == "1.2.840.10008.1.2.1.99") {
         if (!Inflate(data + at, size - at, inflated)) {
             why = "its compressed data set is damaged";
