@@ -43,6 +43,7 @@ bool LoadItk(const std::string& dir)
     using Image = itk::Image<short, 3>;
     auto names = itk::GDCMSeriesFileNames::New();
     names->SetUseSeriesDetails(true);
+    names->SetRecursive(true);
     names->SetDirectory(dir);
     const auto& series = names->GetSeriesUIDs();
     if (series.empty()) return false;
