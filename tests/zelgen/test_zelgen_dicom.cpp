@@ -128,6 +128,16 @@ protected:
         ASSERT_TRUE(ZelWriteDicomSeries(*slices, o, error)) << error;
     }
 
+    // The series in directory `name`, read as zelgen reads it.
+    ::testing::AssertionResult Load(const std::string& name, Volume& volume) const
+    {
+        InputOptions input;
+        input.path = Path(name);
+        std::string error;
+        if (LoadVolume(input, volume, error)) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << name << ": " << error;
+    }
+
     // Runs zelgen; the exit status and what it printed.
     int Run(const std::string& args, std::string* out = nullptr) const
     {
@@ -237,11 +247,8 @@ TEST_F(ZelgenDicom, EveryFormOfTheSeriesReadsBackAsThePhantom)
         if (c.perSliceIntercepts)
             for (int k = 0; k < kSize[2]; ++k) o.sliceIntercepts.push_back(k % 2 ? -1024 : 512);
         Write(c.acquisition, o, c.name);
-        InputOptions input;
-        input.path = Path(c.name);
         Volume volume;
-        std::string error;
-        ASSERT_TRUE(LoadVolume(input, volume, error)) << c.name << ": " << error;
+        ASSERT_TRUE(Load(c.name, volume));
         EXPECT_TRUE(volume.exact) << c.name << ": " << volume.storage;
         ExpectPhantom(volume, c.name);
     }
@@ -270,11 +277,8 @@ TEST_F(ZelgenDicom, UnevenStacksAreResampledOntoTheirPositions)
         ZelDicomSeriesOptions o;
         o.skip = c.skip;
         Write(c.acquisition, o, c.name);
-        InputOptions input;
-        input.path = Path(c.name);
         Volume volume;
-        std::string error;
-        ASSERT_TRUE(LoadVolume(input, volume, error)) << c.name << ": " << error;
+        ASSERT_TRUE(Load(c.name, volume));
         EXPECT_EQ(volume.size[1], c.rows) << c.name;
         EXPECT_EQ(volume.size[2], kSize[2]) << c.name;
         std::string notes;

@@ -161,6 +161,8 @@ struct Walk {
             const std::uint32_t group = U16(at), element = U16(at + 2), length = U32(at + 4);
             at += 8;
             if (group != 0xfffe) return Fail("a sequence holds something that is not an item");
+            // GDCM reads a delimiter's length as it reads an item's.
+            if ((element == 0xe0dd || element == 0xe00d) && length != 0) return Fail("a delimiter with a length");
             if (element == 0xe0dd) return undefined || Fail("a sequence delimiter inside a sequence of known length");
             if (element != 0xe000) return Fail("a sequence holds an unknown delimiter");
             if (fragments) {
@@ -195,6 +197,7 @@ struct Walk {
             if (end - at < 8) return Fail("the file ends inside an element");
             const std::uint32_t group = U16(at), element = U16(at + 2);
             if (group == 0xfffe && element == 0xe00d) {
+                if (U32(at + 4) != 0) return Fail("a delimiter with a length");
                 at += 8;
                 return untilDelimiter || Fail("an item delimiter outside an item");
             }
