@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,21 @@ struct DicomGrid {
 // Sorts the slices and lays the grid; false with a message for slices that
 // cannot form a volume (two at one place, no common orientation, ...).
 bool PlanDicomGrid(const DicomSeries& series, DicomGrid& grid, std::string& error);
+
+// Decodes the pixels of one slice (the file's sample type, in the
+// machine's byte order), keeping a multi-frame file open between its
+// frames. The file is checked with CheckDicomFile first, and GDCM runs
+// under GuardGdcm.
+class SliceDecoder {
+public:
+    explicit SliceDecoder(const DicomSeries& series);
+    ~SliceDecoder();
+    bool Decode(const DicomSlice& slice, std::vector<char>& bytes, std::string& error);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
 
 // Fills `image` (of the grid's size) from the sorted slices of a grid that
 // resamples: each grid voxel interpolated bilinearly within the two slices

@@ -1,0 +1,173 @@
+// Decoding one slice of a DICOM series with GDCM: a single-frame file read
+// whole, or one frame of a multi-frame file read on its own where GDCM can
+// (the whole file decoded once otherwise). Every file is walked by our own
+// structure check before GDCM opens it, and GDCM runs under the guard.
+#include <gdcmBoxRegion.h>
+#include <gdcmImageReader.h>
+#include <gdcmImageRegionReader.h>
+
+#include <cstring>
+#include <memory>
+
+#include "dicom.h"
+
+namespace {
+
+std::string Quoted(const std::string& path)
+{
+    return "'" + path + "'";
+}
+
+}  // namespace
+
+class SliceDecoder::Impl {
+public:
+    explicit Impl(const DicomSeries& series) : m_series(series) {}
+
+    // The slice's samples, as GDCM gives them (the file's sample type in the
+    // machine's byte order).
+    bool Decode(const DicomSlice& slice, std::vector<char>& bytes, std::string& error)
+    {
+        if (m_checkedPath != slice.path) {
+            std::string why;
+            if (!CheckDicomFile(slice.path, false, why)) {
+                error = Quoted(slice.path) + ": damaged or truncated DICOM file (" + why + ")";
+                return false;
+            }
+            m_checkedPath = slice.path;
+        }
+        return GuardGdcm(
+            slice.path,
+            [&] {
+                return slice.frame == 0 && !IsMultiFrame(slice) ? DecodeFile(slice, bytes, error)
+                                                                : DecodeFrame(slice, bytes, error);
+            },
+            error);
+    }
+
+private:
+    std::size_t FrameBytes() const
+    {
+        return static_cast<std::size_t>(m_series.rows) * static_cast<std::size_t>(m_series.columns) *
+               static_cast<std::size_t>(m_series.bitsAllocated / 8);
+    }
+
+    bool IsMultiFrame(const DicomSlice& slice) const
+    {
+        // Frames of one file follow each other in the series' slices.
+        for (const DicomSlice& s : m_series.slices)
+            if (s.frame > 0 && s.path == slice.path) return true;
+        return false;
+    }
+
+    // Checks what GDCM made of a file's header against the series.
+    bool Matches(const gdcm::Image& image, const std::string& path, std::size_t frames, std::string& error) const
+    {
+        const gdcm::PixelFormat& pf = image.GetPixelFormat();
+        if (image.GetDimension(0) != static_cast<unsigned>(m_series.columns) ||
+            image.GetDimension(1) != static_cast<unsigned>(m_series.rows) ||
+            pf.GetBitsAllocated() != m_series.bitsAllocated || pf.GetSamplesPerPixel() != 1 ||
+            image.GetBufferLength() != FrameBytes() * frames) {
+            error = Quoted(path) + ": its pixel data does not match its header (damaged file)";
+            return false;
+        }
+        return true;
+    }
+
+    bool Damaged(const std::string& path, std::string& error) const
+    {
+        error = Quoted(path) + ": cannot be read as DICOM (damaged or truncated file)";
+        return false;
+    }
+
+    bool DecodeFile(const DicomSlice& slice, std::vector<char>& bytes, std::string& error)
+    {
+        gdcm::ImageReader reader;
+        reader.SetFileName(slice.path.c_str());
+        if (!reader.Read()) return Damaged(slice.path, error);
+        const gdcm::Image& image = reader.GetImage();
+        if (!Matches(image, slice.path, 1, error) || !Whole(image, slice.path, error)) return false;
+        bytes.resize(FrameBytes());
+        if (!image.GetBuffer(bytes.data())) {
+            error = Quoted(slice.path) + ": its pixel data cannot be decoded (damaged file)";
+            return false;
+        }
+        return true;
+    }
+
+    // Uncompressed pixel data must be all there: a truncated file is
+    // refused, not shown with its end made up.
+    bool Whole(const gdcm::Image& image, const std::string& path, std::string& error) const
+    {
+        const gdcm::ByteValue* bv = image.GetDataElement().GetByteValue();
+        if (bv && bv->GetLength() < image.GetBufferLength()) {
+            error = Quoted(path) + ": file is truncated: its pixel data holds " + std::to_string(bv->GetLength()) +
+                    " bytes of the " + std::to_string(image.GetBufferLength()) + " its header describes";
+            return false;
+        }
+        return image.GetDataElement().GetByteValue() || image.GetDataElement().GetSequenceOfFragments() ||
+               Damaged(path, error);
+    }
+
+    // One frame of a multi-frame file: read on its own where GDCM can,
+    // else from the whole file decoded once.
+    bool DecodeFrame(const DicomSlice& slice, std::vector<char>& bytes, std::string& error)
+    {
+        const std::size_t frameBytes = FrameBytes();
+        bytes.resize(frameBytes);
+        if (m_regionPath != slice.path) {
+            m_region = std::make_unique<gdcm::ImageRegionReader>();
+            m_region->SetFileName(slice.path.c_str());
+            m_regionPath = slice.path;
+            // Region reading seeks in the file: not for a data set that is
+            // compressed as a whole, nor for big-endian samples.
+            const gdcm::TransferSyntax::TSType ts = gdcm::TransferSyntax::GetTSType(m_series.transferSyntax.c_str());
+            m_regionWorks = ts != gdcm::TransferSyntax::DeflatedExplicitVRLittleEndian &&
+                            ts != gdcm::TransferSyntax::ExplicitVRBigEndian && ts != gdcm::TransferSyntax::TS_END &&
+                            m_region->ReadInformation();
+        }
+        if (m_regionWorks) {
+            gdcm::BoxRegion box;
+            box.SetDomain(0, static_cast<unsigned>(m_series.columns - 1), 0, static_cast<unsigned>(m_series.rows - 1),
+                          static_cast<unsigned>(slice.frame), static_cast<unsigned>(slice.frame));
+            m_region->SetRegion(box);
+            if (m_region->ComputeBufferLength() == frameBytes && m_region->ReadIntoBuffer(bytes.data(), frameBytes))
+                return true;
+            m_regionWorks = false;
+        }
+        if (m_wholePath != slice.path) {
+            m_whole.clear();
+            gdcm::ImageReader reader;
+            reader.SetFileName(slice.path.c_str());
+            if (!reader.Read()) return Damaged(slice.path, error);
+            const gdcm::Image& image = reader.GetImage();
+            const std::size_t frames = image.GetNumberOfDimensions() > 2 ? image.GetDimension(2) : 1;
+            if (static_cast<std::size_t>(slice.frame) >= frames) return Damaged(slice.path, error);
+            if (!Matches(image, slice.path, frames, error) || !Whole(image, slice.path, error)) return false;
+            m_whole.resize(frameBytes * frames);
+            if (!image.GetBuffer(m_whole.data())) return Damaged(slice.path, error);
+            m_wholePath = slice.path;
+        }
+        if ((static_cast<std::size_t>(slice.frame) + 1) * frameBytes > m_whole.size())
+            return Damaged(slice.path, error);
+        std::memcpy(bytes.data(), m_whole.data() + static_cast<std::size_t>(slice.frame) * frameBytes, frameBytes);
+        return true;
+    }
+
+    const DicomSeries& m_series;
+    std::string m_checkedPath;
+    std::unique_ptr<gdcm::ImageRegionReader> m_region;
+    std::string m_regionPath;
+    bool m_regionWorks = false;
+    std::vector<char> m_whole;
+    std::string m_wholePath;
+};
+
+SliceDecoder::SliceDecoder(const DicomSeries& series) : m_impl(std::make_unique<Impl>(series)) {}
+
+SliceDecoder::~SliceDecoder() = default;
+
+bool SliceDecoder::Decode(const DicomSlice& slice, std::vector<char>& bytes, std::string& error)
+{
+    return m_impl->Decode(slice, bytes, error);
+}
