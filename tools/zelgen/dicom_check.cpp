@@ -80,10 +80,34 @@ struct Walk {
                 at += box;
             }
             // SOC, then SIZ: Rsiz, Xsiz, Ysiz, XOsiz, YOsiz, ..., Csiz.
-            if (at + 42 > n || be16(at) != 0xff4f || be16(at + 2) != 0xff51) return Fail(wrong);
+            if (at + 45 > n || be16(at) != 0xff4f || be16(at + 2) != 0xff51) return Fail(wrong);
             const std::uint32_t width = be32(at + 8) - be32(at + 16), height = be32(at + 12) - be32(at + 20);
-            if (width != columns || height != rows || be16(at + 40) != 1) return Fail(wrong);
-            return true;
+            // One component, not subsampled, of at most the allocated bits.
+            if (width != columns || height != rows || be16(at + 40) != 1 || at + 45 > n ||
+                (f[at + 42] & 0x7fu) + 1 > bitsAllocated || f[at + 43] != 1 || f[at + 44] != 1)
+                return Fail(wrong);
+            // Marker segments and tile-parts must lie in the fragment: GDCM
+            // hands the decoder whatever it asks for.
+            for (at += 2; at + 2 <= n;) {
+                const std::uint32_t marker = be16(at);
+                if (marker == 0xffd9) return true;
+                if (at + 4 > n) return Fail(wrong);
+                if ((marker & 0xff00) != 0xff00) return Fail(wrong);
+                if (marker == 0xff90) {
+                    if (at + 12 > n) return Fail(wrong);
+                    const std::uint32_t part = be32(at + 6);
+                    if (part == 0) return true;  // to the end of the codestream
+                    if (part < 12 || part > n - at) return Fail(wrong);
+                    at += part;
+                    continue;
+                }
+                const std::uint32_t length = be16(at + 2);
+                if (length < 2 || length > n - at - 2) return Fail(wrong);
+                at += 2 + length;
+            }
+            // The last tile-part may end the fragment (with one byte of
+            // padding) without an end marker.
+            return at + 1 >= n || Fail(wrong);
         }
         if (codec == Codec::Rle) {
             // Segment count and offsets, little-endian, in a 64-byte header.

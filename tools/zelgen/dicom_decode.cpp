@@ -122,7 +122,10 @@ private:
             // Region reading seeks in the file: not for a data set that is
             // compressed as a whole, nor for big-endian samples.
             const gdcm::TransferSyntax::TSType ts = gdcm::TransferSyntax::GetTSType(m_series.transferSyntax.c_str());
+            // GDCM's JPEG 2000 region reading trusts the codestream more
+            // than its whole-image decoding does.
             m_regionWorks = ts != gdcm::TransferSyntax::DeflatedExplicitVRLittleEndian &&
+                            ts != gdcm::TransferSyntax::JPEG2000Lossless && ts != gdcm::TransferSyntax::JPEG2000 &&
                             ts != gdcm::TransferSyntax::ExplicitVRBigEndian && ts != gdcm::TransferSyntax::TS_END &&
                             m_region->ReadInformation();
         }
