@@ -131,7 +131,14 @@ bool ResampleSlices(const DicomGrid& grid, int columns, int rows, const std::fun
 // Walks the element structure of a DICOM file (up to the pixel data, and
 // its length, when `headerOnly`) and checks every stated length against the bytes really
 // there, before GDCM reads it: GDCM allocates whatever a length claims.
-bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why);
+// Where a file's plain (uncompressed, little-endian) pixel data lies, so
+// that it can be read without GDCM.
+struct DicomPixelPlace {
+    bool plain = false;
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+};
+bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why, DicomPixelPlace* place = nullptr);
 
 // GDCM gives up on some damaged files with an assertion (an abort). Calls
 // into GDCM run through GuardGdcm: on an abort (or a crash) inside `work`,

@@ -32,8 +32,6 @@ struct Walk {
     bool bigEndian;
     bool headerOnly;  // stop at the pixel data
     std::string why;
-    // Encapsulated pixel data: the offset table (its first item) and where
-    // each later item starts, counted as the table counts.
     // What the compressed frames must hold (from the data set), and their
     // compression.
     enum class Codec { None, Jpeg, Jpeg2000, Rle } codec = Codec::None;
@@ -125,9 +123,12 @@ struct Walk {
         return true;
     }
 
+    // Encapsulated pixel data: the offset table (its first item) and where
+    // each later item starts, counted as the table counts.
     std::vector<std::uint8_t> table;
     std::vector<std::size_t> starts;
     std::size_t first = 0;
+    std::size_t pixelOffset = 0, pixelLength = 0;  // plain pixel data, where found
 
     // Frame offsets must each point at an item: GDCM seeks by them.
     bool CheckOffsetTable()
@@ -265,6 +266,10 @@ struct Walk {
                 continue;
             }
             if (length > end - at) return Fail("an element claims more bytes than the file holds");
+            if (pixels) {
+                pixelOffset = at;
+                pixelLength = length;
+            }
             if (pixels && headerOnly) return true;
             // Values that GDCM may read as a sequence: SQ, and (without a
             // VR, or as UN) anything that starts with an item.
@@ -303,14 +308,14 @@ bool Inflate(const std::uint8_t* data, std::size_t size, std::vector<std::uint8_
     return status == Z_STREAM_END;
 }
 
-bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std::string& why)
+bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std::string& why, DicomPixelPlace* place)
 {
     if (size < 132 || std::memcmp(data + 128, "DICM", 4) != 0) {
         why = "no DICOM header";
         return false;
     }
     // The file meta information: explicit VR little endian.
-    Walk meta{data, size, true, false, headerOnly, std::string(), Walk::Codec::None, 0, 0, 0, false, {}, {}, 0};
+    Walk meta{data, size, true, false, headerOnly, std::string(), Walk::Codec::None, 0, 0, 0, false, {}, {}, 0, 0, 0};
     std::size_t at = 132;
     std::string syntax;
     while (at + 8 <= size && meta.U16(at) == 0x0002) {
@@ -341,20 +346,14 @@ bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std
         return false;
     }
     while (!syntax.empty() && (syntax.back() == '\0' || syntax.back() == ' ')) syntax.pop_back();
-    Walk body{data,
-              size,
-              syntax != "1.2.840.10008.1.2",
-              syntax == "1.2.840.10008.1.2.2",
-              headerOnly,
-              std::string(),
-              Walk::Codec::None,
-              0,
-              0,
-              0,
-              false,
-              {},
-              {},
-              0};
+    // Without it GDCM guesses the encoding (byte order too) from the data.
+    if (syntax.empty()) {
+        why = "its header names no transfer syntax";
+        return false;
+    }
+    Walk body = meta;
+    body.explicitVr = syntax != "1.2.840.10008.1.2";
+    body.bigEndian = syntax == "1.2.840.10008.1.2.2";
     std::vector<std::uint8_t> inflated;
     std::size_t start = at;
     const std::string jpeg = "1.2.840.10008.1.2.4.";
@@ -377,12 +376,19 @@ bool CheckBytes(const std::uint8_t* data, std::size_t size, bool headerOnly, std
         why = body.why;
         return false;
     }
+    // Little-endian samples in the file itself can be read from it as they are.
+    if (place && body.pixelLength > 0 && body.data == data && !body.bigEndian && body.codec == Walk::Codec::None &&
+        (syntax == "1.2.840.10008.1.2" || syntax == "1.2.840.10008.1.2.1")) {
+        place->plain = true;
+        place->offset = body.pixelOffset;
+        place->length = body.pixelLength;
+    }
     return true;
 }
 
 }  // namespace
 
-bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why)
+bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why, DicomPixelPlace* place)
 {
     const int fd = open(path.c_str(), O_RDONLY);
     struct stat st;
@@ -398,7 +404,7 @@ bool CheckDicomFile(const std::string& path, bool headerOnly, std::string& why)
         why = "cannot be read";
         return false;
     }
-    const bool ok = CheckBytes(static_cast<const std::uint8_t*>(map), size, headerOnly, why);
+    const bool ok = CheckBytes(static_cast<const std::uint8_t*>(map), size, headerOnly, why, place);
     munmap(map, size);
     return ok;
 }

@@ -6,6 +6,9 @@
 #include <gdcmImageReader.h>
 #include <gdcmImageRegionReader.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <memory>
 
@@ -30,12 +33,14 @@ public:
     {
         if (m_checkedPath != slice.path) {
             std::string why;
-            if (!CheckDicomFile(slice.path, false, why)) {
+            m_place = DicomPixelPlace();
+            if (!CheckDicomFile(slice.path, false, why, &m_place)) {
                 error = Quoted(slice.path) + ": damaged or truncated DICOM file (" + why + ")";
                 return false;
             }
             m_checkedPath = slice.path;
         }
+        if (m_place.plain) return ReadPlain(slice, bytes, error);
         return GuardGdcm(
             slice.path,
             [&] {
@@ -46,6 +51,31 @@ public:
     }
 
 private:
+    // Uncompressed samples are read straight from the file.
+    bool ReadPlain(const DicomSlice& slice, std::vector<char>& bytes, std::string& error) const
+    {
+        const std::size_t frameBytes = FrameBytes();
+        const std::uint64_t start = static_cast<std::uint64_t>(slice.frame) * frameBytes;
+        if (start + frameBytes > m_place.length) {
+            error = Quoted(slice.path) + ": file is truncated: its pixel data holds " + std::to_string(m_place.length) +
+                    " bytes, frame " + std::to_string(slice.frame) + " needs " + std::to_string(start + frameBytes);
+            return false;
+        }
+        bytes.resize(frameBytes);
+        const int fd = open(slice.path.c_str(), O_RDONLY);
+        std::size_t done = 0;
+        while (fd >= 0 && done < frameBytes) {
+            const ssize_t n =
+                pread(fd, bytes.data() + done, frameBytes - done, static_cast<off_t>(m_place.offset + start + done));
+            if (n <= 0) break;
+            done += static_cast<std::size_t>(n);
+        }
+        if (fd >= 0) close(fd);
+        if (done == frameBytes) return true;
+        error = Quoted(slice.path) + ": read error";
+        return false;
+    }
+
     std::size_t FrameBytes() const
     {
         return static_cast<std::size_t>(m_series.rows) * static_cast<std::size_t>(m_series.columns) *
@@ -159,6 +189,7 @@ private:
 
     const DicomSeries& m_series;
     std::string m_checkedPath;
+    DicomPixelPlace m_place;
     std::unique_ptr<gdcm::ImageRegionReader> m_region;
     std::string m_regionPath;
     bool m_regionWorks = false;
