@@ -7,7 +7,11 @@
 #include <gdcmImageRegionReader.h>
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdio>
 
 #include <cstring>
 #include <memory>
@@ -41,6 +45,14 @@ public:
             m_checkedPath = slice.path;
         }
         if (m_place.plain) return ReadPlain(slice, bytes, error);
+        const gdcm::TransferSyntax::TSType ts = gdcm::TransferSyntax::GetTSType(m_series.transferSyntax.c_str());
+        if (ts == gdcm::TransferSyntax::JPEG2000Lossless || ts == gdcm::TransferSyntax::JPEG2000) {
+            if (m_wholePath != slice.path &&
+                !GuardGdcm(
+                    slice.path, [&] { return DecodeWholeApart(slice.path, error); }, error))
+                return false;
+            return CopyFrame(slice, bytes, error);
+        }
         return GuardGdcm(
             slice.path,
             [&] {
@@ -168,23 +180,81 @@ private:
                 return true;
             m_regionWorks = false;
         }
-        if (m_wholePath != slice.path) {
-            m_whole.clear();
-            gdcm::ImageReader reader;
-            reader.SetFileName(slice.path.c_str());
-            if (!reader.Read()) return Damaged(slice.path, error);
-            const gdcm::Image& image = reader.GetImage();
-            const std::size_t frames = image.GetNumberOfDimensions() > 2 ? image.GetDimension(2) : 1;
-            if (static_cast<std::size_t>(slice.frame) >= frames) return Damaged(slice.path, error);
-            if (!Matches(image, slice.path, frames, error) || !Whole(image, slice.path, error)) return false;
-            m_whole.resize(frameBytes * frames);
-            if (!image.GetBuffer(m_whole.data())) return Damaged(slice.path, error);
-            m_wholePath = slice.path;
-        }
+        if (m_wholePath != slice.path && !DecodeWhole(slice.path, error)) return false;
+        return CopyFrame(slice, bytes, error);
+    }
+
+    bool CopyFrame(const DicomSlice& slice, std::vector<char>& bytes, std::string& error) const
+    {
+        const std::size_t frameBytes = FrameBytes();
         if ((static_cast<std::size_t>(slice.frame) + 1) * frameBytes > m_whole.size())
             return Damaged(slice.path, error);
+        bytes.resize(frameBytes);
         std::memcpy(bytes.data(), m_whole.data() + static_cast<std::size_t>(slice.frame) * frameBytes, frameBytes);
         return true;
+    }
+
+    std::size_t FramesOf(const std::string& path) const
+    {
+        std::size_t frames = 0;
+        for (const DicomSlice& s : m_series.slices) frames += s.path == path;
+        return frames;
+    }
+
+    // Every frame of a file, decoded at once into m_whole.
+    bool DecodeWhole(const std::string& path, std::string& error)
+    {
+        m_whole.clear();
+        m_wholePath.clear();
+        const std::size_t frames = FramesOf(path);
+        std::vector<char> whole(FrameBytes() * frames);
+        if (!DecodeWholeInto(path, frames, whole.data(), error)) return false;
+        m_whole = std::move(whole);
+        m_wholePath = path;
+        return true;
+    }
+
+    bool DecodeWholeInto(const std::string& path, std::size_t frames, char* out, std::string& error) const
+    {
+        gdcm::ImageReader reader;
+        reader.SetFileName(path.c_str());
+        if (!reader.Read()) return Damaged(path, error);
+        const gdcm::Image& image = reader.GetImage();
+        const std::size_t has = image.GetNumberOfDimensions() > 2 ? image.GetDimension(2) : 1;
+        if (has != frames) return Damaged(path, error);
+        if (!Matches(image, path, frames, error) || !Whole(image, path, error)) return false;
+        return image.GetBuffer(out) || Damaged(path, error);
+    }
+
+    // GDCM's JPEG 2000 decoding reads beyond damaged codestreams: it runs
+    // in a child process of its own, which writes the frames into memory
+    // shared with us, so that whatever happens to it leaves zelgen standing.
+    bool DecodeWholeApart(const std::string& path, std::string& error)
+    {
+        m_whole.clear();
+        m_wholePath.clear();
+        const std::size_t frames = FramesOf(path), size = FrameBytes() * frames;
+        void* shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (shared == MAP_FAILED) {
+            error = "not enough memory to decode " + Quoted(path);
+            return false;
+        }
+        std::fflush(nullptr);
+        const pid_t child = fork();
+        if (child == 0) {
+            std::string ignored;
+            _exit(DecodeWholeInto(path, frames, static_cast<char*>(shared), ignored) ? 0 : 1);
+        }
+        int status = 0;
+        const bool ok =
+            child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (ok) {
+            m_whole.assign(static_cast<char*>(shared), static_cast<char*>(shared) + size);
+            m_wholePath = path;
+        }
+        munmap(shared, size);
+        if (!ok) error = Quoted(path) + ": damaged DICOM data (the JPEG 2000 decoder gave up on it)";
+        return ok;
     }
 
     const DicomSeries& m_series;
