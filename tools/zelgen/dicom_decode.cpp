@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 
 #include <cstring>
@@ -242,8 +243,17 @@ private:
         std::fflush(nullptr);
         const pid_t child = fork();
         if (child == 0) {
-            std::string ignored;
-            _exit(DecodeWholeInto(path, frames, static_cast<char*>(shared), ignored) ? 0 : 1);
+            // The child only decodes and ends: no handler of ours may jump
+            // back into the caller's work, and no exception may leave here.
+            for (int s : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE}) signal(s, SIG_DFL);
+            bool decoded = false;
+            try {
+                std::string ignored;
+                decoded = DecodeWholeInto(path, frames, static_cast<char*>(shared), ignored);
+            } catch (...) {
+                decoded = false;
+            }
+            _exit(decoded ? 0 : 1);
         }
         int status = 0;
         const bool ok =
