@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev clang-format make pkg-config
-          libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev libpng-dev libnifti2-dev
+          libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev libpng-dev libnifti2-dev libgdcm-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core "$@")
 
 missing=()

@@ -64,6 +64,9 @@ int RunInfo(const std::vector<std::string>& args)
         std::printf(")");
     }
     if (stats.noValue) std::printf("; NaN voxels left out");
+    if (volume.hasFileWindow)
+        std::printf("\nwindow:       %g/%g (the file's own; render's default)", volume.fileWindowWidth,
+                    volume.fileWindowCentre);
     std::printf("\norientation:  %s from %s: i towards %s, j towards %s, k towards %s\n", OrientationCode(map).c_str(),
                 volume.geometrySource.c_str(), kAxisWords[map.patientAxis[0]][map.sign[0] > 0],
                 kAxisWords[map.patientAxis[1]][map.sign[1] > 0], kAxisWords[map.patientAxis[2]][map.sign[2] > 0]);
@@ -87,6 +90,11 @@ int RunInfo(const std::vector<std::string>& args)
     std::printf("planes:       i = const is %s, j = const is %s, k = const is %s\n", planeOf[map.patientAxis[0]],
                 planeOf[map.patientAxis[1]], planeOf[map.patientAxis[2]]);
     for (const std::string& note : volume.notes) std::printf("note:         %s\n", note.c_str());
+    if (!volume.contents.empty()) {
+        std::printf("series:       %zu in %s (--series N or UID picks one; <- is the one above)\n",
+                    volume.contents.size(), volume.source.c_str());
+        for (const std::string& line : volume.contents) std::printf("  %s\n", line.c_str());
+    }
     return 0;
 }
 

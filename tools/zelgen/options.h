@@ -36,6 +36,7 @@ struct InputOptions {
     long long rawOffset = 0;    // bytes to skip before the voxels
     long long volumeIndex = 0;  // --volume: which 3-D volume of a 4-D file
     bool haveVolumeIndex = false;
+    std::string series;  // --series: number (from 1) or UID of a DICOM series; empty: the largest
 };
 
 // Which planes of the volume the pictures show, and at what size.

@@ -110,7 +110,8 @@ bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOpt
 {
     display.mode = options.display;
     display.rgb = options.rgb;
-    display.invert = options.invert;
+    // MONOCHROME1 files ask for low values to be white.
+    display.invert = options.invert != volume.invertDisplay;
     display.gamma = static_cast<float>(options.gamma);
     if (options.window != WindowKind::Values && !stats.any) {
         error = "the volume has no voxel with a value (all NaN): give --window WIDTH,CENTRE";
@@ -118,7 +119,14 @@ bool PlanDisplay(const Volume& volume, const ValueStats& stats, const PictureOpt
     }
     double width = 0, centre = 0;
     std::string name;
-    RealWindow(stats, options, width, centre, name);
+    if (options.window == WindowKind::Automatic && volume.hasFileWindow) {
+        // The window the file itself asks for (DICOM Window Center/Width).
+        width = volume.fileWindowWidth;
+        centre = volume.fileWindowCentre;
+        name = "file";
+    } else {
+        RealWindow(stats, options, width, centre, name);
+    }
 
     // Real units to stored: stored = (real - intercept) / slope. A falling
     // slope turns every curve (and the threshold) round.

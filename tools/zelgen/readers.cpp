@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "byte_stream.h"
+#include "dicom.h"
 #include "phantom.h"
 #include "voxel_import.h"
 
@@ -172,12 +173,15 @@ std::unique_ptr<VolumeReader> OpenVolumeReader(const InputOptions& input, std::s
 {
     if (input.phantom) return MakePhantomReader(input);
     if (input.raw) return MakeRawReader(input);
+    struct stat st;
+    if (stat(input.path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return MakeDicomReader(input);
     // By content: the first bytes after decompression.
     ByteStream stream;
     if (!stream.Open(input.path, error)) return nullptr;
     unsigned char head[540] = {0};
     const long long got = stream.Read(head, sizeof(head), error);
     if (got < 0) return nullptr;
+    if (!stream.IsGzip() && LooksLikeDicom(head, static_cast<std::size_t>(got))) return MakeDicomReader(input);
     const bool img = EndsWith(input.path, ".img") || EndsWith(input.path, ".img.gz");
     if (LooksLikeNiftiHeader(head, static_cast<std::size_t>(got)) || img)
         return MakeNiftiReader(input.path, input.volumeIndex);
@@ -187,8 +191,8 @@ std::unique_ptr<VolumeReader> OpenVolumeReader(const InputOptions& input, std::s
                 "--spacing, --raw-offset as needed; see --help)";
     else
         error = "'" + input.path +
-                "' is not a NIfTI file nor any other volume zelgen reads (Analyze or NIfTI .hdr/.img pairs, or raw "
-                "voxels with --raw-size and --raw-type)";
+                "' is not a NIfTI file nor any other volume zelgen reads (DICOM files or directories, Analyze or NIfTI "
+                ".hdr/.img pairs, or raw voxels with --raw-size and --raw-type)";
     return nullptr;
 }
 
@@ -245,6 +249,12 @@ OptionGroup InputOptionGroup(InputOptions& in)
                  [&in](const std::string& v, std::string& e) {
                      return ParseInt(v, 0, (1LL << 40), in.rawOffset, e, "--raw-offset");
                  }},
+                {"--series", "N|UID", "which series of a DICOM directory (info lists them; default: the\nlargest)",
+                 [&in](const std::string& v, std::string& e) {
+                     if (v.empty()) return Fail(e, "--series needs a number or a series UID");
+                     in.series = v;
+                     return true;
+                 }},
                 {"--spacing", "A,B,C", "voxel spacing in mm of a raw volume or the phantom (default 1,1,1)",
                  [&in](const std::string& v, std::string& e) {
                      if (!ParseDoubleList(v, 3, 1e-3, 1e3, in.spacing, e, "--spacing")) return false;
@@ -264,6 +274,8 @@ bool CheckInputOptions(InputOptions& in, const std::string& positional, std::str
     if (in.haveRawType && !in.raw) return Fail(error, "--raw-type needs --raw-size X,Y,Z");
     if (in.raw && !in.haveRawType) return Fail(error, "--raw-size needs --raw-type (int16, uint8, float32, ...)");
     if (in.rawOffset && !in.raw) return Fail(error, "--raw-offset is for raw volumes (with --raw-size)");
+    if (!in.series.empty() && (in.raw || in.phantom))
+        return Fail(error, "--series picks a series of a DICOM input, not of a raw volume or the phantom");
     if (in.haveSpacing && !in.raw && !in.phantom)
         return Fail(error, "--spacing is for raw volumes and the phantom (a NIfTI file has its own)");
     return true;

@@ -25,8 +25,8 @@ public:
     virtual bool ReadVoxels(Volume& volume, int alignment, std::string& error) = 0;
 };
 
-// The reader for the input: the phantom, raw voxels (with --raw-size), or a
-// file recognised by its first bytes. Null with a message when nothing can
+// The reader for the input: the phantom, raw voxels (with --raw-size), a
+// directory (of DICOM files), or a file recognised by its first bytes. Null with a message when nothing can
 // read it.
 std::unique_ptr<VolumeReader> OpenVolumeReader(const InputOptions& input, std::string& error);
 
@@ -37,6 +37,8 @@ bool LoadVolume(const InputOptions& input, Volume& volume, std::string& error);
 std::unique_ptr<VolumeReader> MakeNiftiReader(const std::string& path, std::int64_t frame);
 std::unique_ptr<VolumeReader> MakeRawReader(const InputOptions& input);
 std::unique_ptr<VolumeReader> MakePhantomReader(const InputOptions& input);
+// A DICOM file, a directory of them (searched recursively) or a DICOMDIR.
+std::unique_ptr<VolumeReader> MakeDicomReader(const InputOptions& input);
 
 // What a NIfTI-1, NIfTI-2 or Analyze 7.5 header says, after our own checks.
 struct NiftiHeaderInfo {

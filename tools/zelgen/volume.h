@@ -44,6 +44,16 @@ struct Volume {
     std::int64_t frame = 0;          // the frame read
     std::vector<std::string> notes;  // what a careful reader should know (pixdim disagrees, ...)
 
+    // What the file says about showing its values (DICOM): low values white
+    // (MONOCHROME1), and its own window in real units.
+    bool invertDisplay = false;
+    bool hasFileWindow = false;
+    double fileWindowWidth = 0;
+    double fileWindowCentre = 0;
+    // The other volumes the input holds (the series of a DICOM directory),
+    // one line each, for `info`.
+    std::vector<std::string> contents;
+
     std::int64_t VoxelCount() const { return static_cast<std::int64_t>(size[0]) * size[1] * size[2]; }
     Zel3DVector<int> Size() const { return {size[0], size[1], size[2]}; }
 };

@@ -7,6 +7,8 @@
 #include <limits>
 #include <vector>
 
+#include <unistd.h>
+
 #include "ZelVoxelIndex.h"
 
 namespace {
@@ -180,8 +182,6 @@ bool SurveyFrame(ByteStream& stream, const SampleLayout& layout, SampleSurvey& s
 bool ImportFrame(ByteStream& stream, const SampleLayout& layout, const SampleMapping& mapping, ZelImage<short>& image,
                  std::string& error)
 {
-    const ZelVoxelAddressing at(image);
-    short* data = image.GetDataPtr();
     const int width = layout.size[0];
     std::vector<short> values(static_cast<std::size_t>(width) * static_cast<std::size_t>(RowsPerChunk(layout)));
     return ForEachChunk(
@@ -189,14 +189,8 @@ bool ImportFrame(ByteStream& stream, const SampleLayout& layout, const SampleMap
         [&](const unsigned char* bytes, int y0, int z, int rows) {
             ConvertSamples(bytes, layout, static_cast<std::size_t>(width) * static_cast<std::size_t>(rows), mapping,
                            values.data());
-            for (int r = 0; r < rows; ++r) {
-                const short* row = values.data() + static_cast<std::size_t>(r) * static_cast<std::size_t>(width);
-                // A tiled row is contiguous for 16 voxels at a time.
-                const int run = image.IsTiled() ? 16 : width;
-                for (int x = 0; x < width; x += run)
-                    std::memcpy(data + at(x, y0 + r, z), row + x,
-                                static_cast<std::size_t>(std::min(run, width - x)) * sizeof(short));
-            }
+            for (int r = 0; r < rows; ++r)
+                PutRow(image, y0 + r, z, values.data() + static_cast<std::size_t>(r) * static_cast<std::size_t>(width));
         },
         error);
 }
@@ -225,6 +219,7 @@ bool ImportVolume(const std::string& path, std::int64_t frameStart, const Sample
             return false;
     }
     const SampleMapping mapping = ChooseMapping(layout.type, survey);
+    if (!CheckVolumeMemory(layout.size, error)) return false;
     auto image = std::make_unique<ZelImage<short>>();
     if (image->Allocate(alignment, layout.size[0], layout.size[1], layout.size[2]) != 0) {
         error = "not enough memory for the volume (" + std::to_string(volume.VoxelCount() * 2 / 1048576) + " MB)";
@@ -238,22 +233,69 @@ bool ImportVolume(const std::string& path, std::int64_t frameStart, const Sample
     image->SetImageScale({static_cast<float>(volume.spacing[0]), static_cast<float>(volume.spacing[1]),
                           static_cast<float>(volume.spacing[2])});
     volume.image = std::move(image);
+    SetValueScale(volume, SampleTypeName(layout.type), mapping, fileSlope, fileIntercept);
+    return true;
+}
+
+void PutRow(ZelImage<short>& image, int y, int z, const short* row)
+{
+    const ZelVoxelAddressing at(image);
+    const int width = image.GetImageSize().x;
+    // A tiled row is contiguous for 16 voxels at a time.
+    const int run = image.IsTiled() ? 16 : width;
+    short* data = image.GetDataPtr();
+    for (int x = 0; x < width; x += run)
+        std::memcpy(data + at(x, y, z), row + x, static_cast<std::size_t>(std::min(run, width - x)) * sizeof(short));
+}
+
+namespace {
+
+std::int64_t g_memoryLimit = 0;  // 0: the machine's memory
+
+}  // namespace
+
+void SetVolumeMemoryLimit(std::int64_t bytes)
+{
+    g_memoryLimit = bytes;
+}
+
+bool CheckVolumeMemory(const int size[3], std::string& error)
+{
+    std::int64_t limit = g_memoryLimit;
+    if (limit <= 0) {
+        const long pages = sysconf(_SC_PHYS_PAGES), page = sysconf(_SC_PAGESIZE);
+        limit = pages > 0 && page > 0 ? static_cast<std::int64_t>(pages) * page : std::int64_t(1) << 40;
+    }
+    // Tiled volumes round every axis up to 16.
+    double bytes = 2;
+    for (int a = 0; a < 3; ++a) bytes *= (std::max(size[a], 0) + 15) / 16 * 16.0;
+    if (bytes <= static_cast<double>(limit)) return true;
+    char text[200];
+    std::snprintf(text, sizeof(text),
+                  "the volume (%d x %d x %d voxels) needs %.3g GB, more than the %.3g GB of memory this machine has",
+                  size[0], size[1], size[2], bytes / 1e9, static_cast<double>(limit) / 1e9);
+    error = text;
+    return false;
+}
+
+void SetValueScale(Volume& volume, const char* typeName, const SampleMapping& mapping, double fileSlope,
+                   double fileIntercept)
+{
     volume.hasNoValue = mapping.noValue;
     volume.exact = mapping.exact;
     volume.scale.slope = mapping.step * fileSlope;
     volume.scale.intercept = mapping.offset * fileSlope + fileIntercept;
 
     char text[200];
-    const char* type = SampleTypeName(layout.type);
     if (mapping.exact && mapping.offset == 0)
-        std::snprintf(text, sizeof(text), "%s values held exactly", type);
+        std::snprintf(text, sizeof(text), "%s values held exactly", typeName);
     else if (mapping.exact)
-        std::snprintf(text, sizeof(text), "%s values held exactly, shifted by %.17g", type, mapping.offset);
+        std::snprintf(text, sizeof(text), "%s values held exactly, shifted by %.17g", typeName, mapping.offset);
     else
-        std::snprintf(text, sizeof(text), "%s values %g..%g held in 65535 steps of %g", type,
+        std::snprintf(text, sizeof(text), "%s values %g..%g held in 65535 steps of %g", typeName,
                       volume.scale.ToReal(mapping.noValue ? -32767 : -32768), volume.scale.ToReal(32767),
                       std::fabs(volume.scale.slope));
     volume.storage = text;
-    if (mapping.noValue) volume.storage += "; NaN and infinite values are shown as background";
-    return true;
+    if (mapping.noValue)
+        volume.storage += "; voxels without a value (NaN, infinite, outside the slices) are shown as background";
 }

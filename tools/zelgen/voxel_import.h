@@ -61,6 +61,21 @@ void ConvertSamples(const unsigned char* bytes, const SampleLayout& layout, std:
 bool SurveyFrame(ByteStream& stream, const SampleLayout& layout, SampleSurvey& survey, std::string& error);
 bool ImportFrame(ByteStream& stream, const SampleLayout& layout, const SampleMapping& mapping, ZelImage<short>& image,
                  std::string& error);
+// Copies one row of stored values into row (y, z) of `image`, in either layout.
+void PutRow(ZelImage<short>& image, int y, int z, const short* row);
+
+// Whether the voxels of a volume of `size` may be allocated: a header that
+// claims more than the memory limit is refused before anything is
+// allocated. The limit is the machine's memory unless set (the fuzzing
+// harnesses set a small one).
+bool CheckVolumeMemory(const int size[3], std::string& error);
+void SetVolumeMemoryLimit(std::int64_t bytes);
+
+// Sets the volume's value scale (the mapping, then the file's own slope and
+// intercept), whether it is exact, and the note on how the values of type
+// `typeName` are held.
+void SetValueScale(Volume& volume, const char* typeName, const SampleMapping& mapping, double fileSlope,
+                   double fileIntercept);
 
 // The whole import of one frame at byte `frameStart` of `path`: a survey
 // first when the type needs one (reading the file to its end, so damage is
