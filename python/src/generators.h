@@ -1,0 +1,18 @@
+// Parameter records of the generators, for the other families that read them
+// (the colour volume conversions take MPR and oblique views).
+#pragma once
+
+#include "ZelMPRImageGenerator.h"
+#include "ZelObliqueImageGenerator.h"
+#include "common.h"
+
+namespace zelpy {
+
+// The record of an MPRParam object, checked like the generator checks it.
+ZelMPRImageGeneratorParam ToMPRParam(const py::handle& object);
+// The record of an ObliqueParam object, unchecked.
+ZelObliqueImageGeneratorParam ToObliqueParam(const py::handle& object);
+// Refuses a centre, orientation, zoom or thickness that is not finite, and zoom 0.
+void CheckObliqueParam(const ZelObliqueImageGeneratorParam& param);
+
+}  // namespace zelpy
