@@ -207,6 +207,7 @@ ArrayBuffer::ArrayBuffer(const py::handle& object, const char* what)
     const std::size_t bytes = static_cast<std::size_t>(stride) * height;
     if (stride == width * depth) {
         m_array = array;
+        m_target = py::none();
     } else {
         m_target = array;
         m_array = py::array(py::dtype::of<std::uint8_t>(), std::vector<py::ssize_t>{static_cast<py::ssize_t>(bytes)});
@@ -215,8 +216,8 @@ ArrayBuffer::ArrayBuffer(const py::handle& object, const char* what)
     if (!m_buffer.CreateImage(width, height, depth) || m_buffer.GetDataPtr() != m_array.data()) {
         throw std::runtime_error("zelimage: the display array could not be lent to the buffer");
     }
-    if (m_target) {
-        const auto* src = static_cast<const unsigned char*>(m_target.data());
+    if (!m_target.is_none()) {
+        const auto* src = static_cast<const unsigned char*>(array.data());
         unsigned char* dst = m_buffer.GetDataPtr();
         const std::size_t row = static_cast<std::size_t>(width) * depth;
         for (int y = 0; y < height; ++y) std::memcpy(dst + std::size_t(y) * stride, src + y * row, row);
@@ -252,10 +253,10 @@ py::array ArrayBuffer::Result()
 
 void ArrayBuffer::Commit()
 {
-    if (!m_target) return;
+    if (m_target.is_none()) return;
     const std::size_t row = static_cast<std::size_t>(m_buffer.GetWidth()) * m_buffer.GetDepth();
     const unsigned char* src = m_buffer.GetDataPtr();
-    auto* dst = static_cast<unsigned char*>(m_target.mutable_data());
+    auto* dst = static_cast<unsigned char*>(py::reinterpret_borrow<py::array>(m_target).mutable_data());
     for (int y = 0; y < m_buffer.GetHeight(); ++y) {
         std::memcpy(dst + y * row, src + static_cast<std::size_t>(y) * m_buffer.GetSizePerLine(), row);
     }

@@ -131,8 +131,8 @@ public:
     const py::array& array() const { return m_array; }
 
 private:
-    py::array m_array;   // the memory the buffer lives in, or the caller's array
-    py::array m_target;  // the caller's array when m_array is a padded copy
+    py::array m_array;                 // the memory the buffer lives in, or the caller's array
+    py::object m_target = py::none();  // the caller's array when m_array is a padded copy, else None
     ZelImageBuffer m_buffer{&BorrowingAllocator::Instance()};
 };
 

@@ -3,6 +3,8 @@
 #include <functional>
 #include <utility>
 
+#include <pybind11/stl.h>
+
 #include "ZelIGCompositor.h"
 #include "ZelIGTransform.h"
 #include "common.h"

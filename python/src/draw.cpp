@@ -95,7 +95,9 @@ struct DrawEngine {
     py::object target = py::none();
     Order order = Order::kRgb;
     bool bilinear = true;
-    mutable std::mutex lock;  // one call at a time: the GIL is released while drawing
+    bool dash = false;
+    std::uint32_t border = 0;  // as the user gave it
+    mutable std::mutex lock;   // one call at a time: the GIL is released while drawing
 
     std::uint32_t Colour(const py::handle& colour) const
     {
@@ -245,20 +247,24 @@ when the family is missing), at (dpi * point_size + 36) // 72 pixels, at least m
             },
             "Pen and fill colour, 0xAARRGGBB (set from a number or (r, g, b[, a])).")
         .def_property(
-            "border_color", [](const DrawEngine&) { return py::none(); },
+            "border_color", [](const DrawEngine& d) { return d.border; },
             [](DrawEngine& d, const py::object& c) {
                 const auto v = d.Colour(c);
                 d.With([&](Engine& e) { e.SetBorderColor(v); });
+                d.border = ToArgb(c);
             },
-            "Colour of text outlines and shadows (write-only).")
+            "Colour of text outlines and shadows, 0xAARRGGBB.")
         .def_property(
             "pen_width", [](const DrawEngine& d) { return d.With([](Engine& e) { return e.GetPenWidth(); }); },
             [](DrawEngine& d, int w) { d.With([&](Engine& e) { e.SetPenWidth(w); }); },
             "Pen width in pixels (at least 1).")
         .def_property(
-            "pen_dash", [](const DrawEngine&) { return py::none(); },
-            [](DrawEngine& d, bool on) { d.With([&](Engine& e) { e.SetPenDash(on); }); },
-            "Dashed lines on or off (write-only); switching on restarts the pattern.")
+            "pen_dash", [](const DrawEngine& d) { return d.dash; },
+            [](DrawEngine& d, bool on) {
+                d.With([&](Engine& e) { e.SetPenDash(on); });
+                d.dash = on;
+            },
+            "Dashed lines on or off; switching on restarts the pattern.")
         .def_property(
             "pen_dash_offset",
             [](const DrawEngine& d) { return d.With([](Engine& e) { return e.GetPenDashOffset(); }); },
@@ -465,7 +471,6 @@ when the family is missing), at (dpi * point_size + 36) // 72 pixels, at least m
             [](DrawEngine& d, float factor) {
                 // The grey weighs the bytes as blue, green, red.
                 const bool swap = d.order == Order::kRgb;
-                py::array array = d.target.is_none() ? py::array() : py::reinterpret_borrow<py::array>(d.target);
                 d.Run([&](Engine& e) {
                     auto flip = [&] {
                         const int depth = e.GetDepth();

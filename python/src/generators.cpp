@@ -465,8 +465,7 @@ void BindGenerators(py::module_& m)
     py::enum_<ZEL_MPR_PLANE>(m, "Plane", "Planes of an MPR view: the volume axis the plane is normal to.")
         .value("YZ", ZEL_MPR_PLANE_YZ, "normal x: right (0, 1, 0), down (0, 0, 1); sagittal in a usual scan")
         .value("XZ", ZEL_MPR_PLANE_XZ, "normal y: right (1, 0, 0), down (0, 0, 1); coronal")
-        .value("XY", ZEL_MPR_PLANE_XY, "normal z: right (1, 0, 0), down (0, 1, 0); axial")
-        .export_values();
+        .value("XY", ZEL_MPR_PLANE_XY, "normal z: right (1, 0, 0), down (0, 1, 0); axial");
     py::enum_<ZEL_MPR_ROTATION>(m, "Rotation", "In-plane rotation of an MPR view.")
         .value("R0", ZEL_MPR_ROTATION_0)
         .value("R90", ZEL_MPR_ROTATION_90)
