@@ -75,6 +75,17 @@ std::vector<Line> Lines(int count, unsigned seed, int size = kSize)
     return lines;
 }
 
+// Lines from a point of the image to a point far outside it, so that most
+// of each line is clipped away.
+std::vector<Line> FarLines(int count, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> in(0, kSize - 1), out(-100000, 100000);
+    std::vector<Line> lines(static_cast<std::size_t>(count));
+    for (Line& l : lines) l = {in(rng), in(rng), out(rng), out(rng)};
+    return lines;
+}
+
 std::vector<std::vector<int>> Polygons(int count, unsigned seed, int size = kSize)
 {
     // Star-shaped 12-gons about 60 pixels across.
@@ -112,12 +123,12 @@ struct OurTarget {
     }
 };
 
-void OurLines(benchmark::State& state, const char* what, unsigned seed, int width, bool dashed)
+void OurLines(benchmark::State& state, const char* what, unsigned seed, int width, bool dashed, bool far = false)
 {
     OurTarget t;
     t.engine.SetPenWidth(width);
     t.engine.SetPenDash(dashed);
-    const auto lines = Lines(10000, seed);
+    const auto lines = far ? FarLines(10000, seed) : Lines(10000, seed);
     Run(state, what, "ours", [&] {
         for (const Line& l : lines) t.engine.DrawLine(l.x0, l.y0, l.x1, l.y1, true);
     });
@@ -131,6 +142,11 @@ void Draw_Lines_Ours(benchmark::State& state)
 void Draw_DashedWide_Ours(benchmark::State& state)
 {
     OurLines(state, "10,000 dashed lines, width 3", 2, 3, true);
+}
+
+void Draw_FarLines_Ours(benchmark::State& state)
+{
+    OurLines(state, "10,000 lines to far outside, width 1", 9, 1, false, true);
 }
 
 void Draw_Circles_Ours(benchmark::State& state)
@@ -181,6 +197,7 @@ void Draw_Labels_Ours(benchmark::State& state)
 
 BENCHMARK(Draw_Lines_Ours)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_DashedWide_Ours)->Unit(benchmark::kMillisecond);
+BENCHMARK(Draw_FarLines_Ours)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_Circles_Ours)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_Polygons_Ours)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_ScaledBlit_Ours)->Unit(benchmark::kMillisecond);
@@ -229,13 +246,13 @@ struct CairoTarget {
 };
 
 // Random lines of a pen `width` wide, dashed 4 on, 4 off when asked.
-void CairoLines(benchmark::State& state, const char* what, unsigned seed, double width, bool dashed)
+void CairoLines(benchmark::State& state, const char* what, unsigned seed, double width, bool dashed, bool far = false)
 {
     CairoTarget t;
     cairo_set_line_width(t.cr, width);
     const double dash[2] = {4, 4};
     if (dashed) cairo_set_dash(t.cr, dash, 2, 0);
-    const auto lines = Lines(10000, seed);
+    const auto lines = far ? FarLines(10000, seed) : Lines(10000, seed);
     Run(state, what, "cairo", [&] {
         for (const Line& l : lines) t.Line(l);
         cairo_surface_flush(t.surface);
@@ -250,6 +267,11 @@ void Draw_Lines_Cairo(benchmark::State& state)
 void Draw_DashedWide_Cairo(benchmark::State& state)
 {
     CairoLines(state, "10,000 dashed lines, width 3", 2, 3, true);
+}
+
+void Draw_FarLines_Cairo(benchmark::State& state)
+{
+    CairoLines(state, "10,000 lines to far outside, width 1", 9, 1, false, true);
 }
 
 void Draw_Circles_Cairo(benchmark::State& state)
@@ -317,6 +339,7 @@ void Draw_Labels_Cairo(benchmark::State& state)
 
 BENCHMARK(Draw_Lines_Cairo)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_DashedWide_Cairo)->Unit(benchmark::kMillisecond);
+BENCHMARK(Draw_FarLines_Cairo)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_Circles_Cairo)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_Polygons_Cairo)->Unit(benchmark::kMillisecond);
 BENCHMARK(Draw_ScaledBlit_Cairo)->Unit(benchmark::kMillisecond);

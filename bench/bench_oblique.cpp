@@ -16,7 +16,7 @@
 
 #include "ZelCPUController.h"
 #include "ZelObliqueImageGenerator.h"
-#include "bench_volume.h"
+#include "bench_reslice.h"
 
 #if ZEL_HAVE_VTK
 #include <vtkImageData.h>
@@ -36,43 +36,13 @@ constexpr int kSlabSteps = 20;  // 21 samples
 
 enum BenchCase { kPlane, kSlabMaximum, kSlabAverage };
 
-// Rotation by 30 degrees about x, then by 20 degrees about y: R = Ry * Rx.
-// Its columns are the plane's right, down and normal.
-void PlaneAxes(double r[3][3])
-{
-    const double pi = 3.14159265358979323846;
-    const double a = 30.0 * pi / 180.0;
-    const double b = 20.0 * pi / 180.0;
-    const double rx[3][3] = {{1, 0, 0}, {0, std::cos(a), -std::sin(a)}, {0, std::sin(a), std::cos(a)}};
-    const double ry[3][3] = {{std::cos(b), 0, std::sin(b)}, {0, 1, 0}, {-std::sin(b), 0, std::cos(b)}};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) {
-            r[i][j] = 0.0;
-            for (int k = 0; k < 3; ++k) r[i][j] += ry[i][k] * rx[k][j];
-        }
-}
-
 ZelObliqueImageGeneratorParam OurParam(BenchCase c)
 {
-    ZelObliqueImageGeneratorParam p;
-    double r[3][3];
-    PlaneAxes(r);
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) p.orientation.m[i][j] = static_cast<float>(r[i][j]);
-    const float mid = (kBenchVolumeSize - 1) * 0.5f;
-    p.center = {mid, mid, mid};
-    p.zoom = 1.0f;
-    p.backgroundValue = -1000;
-    p.interpolation = 1;
+    ZelObliqueImageGeneratorParam p = BenchObliquePlane();
     p.slabMode = c == kSlabAverage ? ZEL_OBLIQUE_SLAB_AVERAGE : ZEL_OBLIQUE_SLAB_MAXIMUM;
     // Half a step over the slab keeps floor(thickness / m) at kSlabSteps.
     p.thickness = c == kPlane ? 0.0f : (kSlabSteps + 0.5f) * kBenchSpacingXY;
     return p;
-}
-
-double Milliseconds(std::chrono::steady_clock::duration d)
-{
-    return std::chrono::duration<double, std::milli>(d).count();
 }
 
 #if ZEL_HAVE_VTK
@@ -85,19 +55,11 @@ struct VtkReslice {
 
     VtkReslice(BenchCase c, int threads)
     {
-        const ZelImage<short>& volume = BenchVolume(false);
         const int n = kBenchVolumeSize;
-        input = vtkSmartPointer<vtkImageData>::New();
-        input->SetDimensions(n, n, n);
-        input->SetSpacing(kBenchSpacingXY, kBenchSpacingXY, kBenchSpacingZ);
-        input->SetOrigin(0, 0, 0);
-        vtkNew<vtkShortArray> scalars;
-        // Shares our voxels; VTK must not free them (save = 1).
-        scalars->SetArray(volume.GetDataPtr(), static_cast<vtkIdType>(n) * n * n, 1);
-        input->GetPointData()->SetScalars(scalars);
+        input = BenchVtkImage();
 
         double r[3][3];
-        PlaneAxes(r);
+        BenchPlaneAxes(r);
         vtkNew<vtkMatrix4x4> axes;
         const double mid = (n - 1) * 0.5;
         const double centre[3] = {mid * kBenchSpacingXY, mid * kBenchSpacingXY, mid * kBenchSpacingZ};
@@ -121,14 +83,8 @@ struct VtkReslice {
             else
                 reslice->SetSlabModeToMean();
         }
-        if (threads > 0) {
-            reslice->SetNumberOfThreads(threads);
-            vtkSMPTools::Initialize(threads);
-        } else {
-            // VTK's default, one thread per processor, set by value: Initialize()
-            // does not undo a count that another benchmark pinned before.
-            vtkSMPTools::Initialize(static_cast<int>(std::max(1u, std::thread::hardware_concurrency())));
-        }
+        if (threads > 0) reslice->SetNumberOfThreads(threads);
+        PinVtkThreads(threads);
     }
 
     const short* Run()
@@ -147,63 +103,25 @@ void BM_Oblique(benchmark::State& state, BenchCase c, bool tiled, int threads)
     ZelObliqueImageGenerator generator;
     generator.SetImage(const_cast<ZelImage<short>*>(&volume));
     const ZelObliqueImageGeneratorParam param = OurParam(c);
-    ZelCPUController::SetAvailableCPUNum(threads);
-
     std::unique_ptr<ZelImageBase> ours;
-    double oursMs = 0.0;
-    for (auto _ : state) {
-        const auto t0 = std::chrono::steady_clock::now();
-        ours.reset(generator.GenerateImage(kOut, kOut, param));
-        const auto t1 = std::chrono::steady_clock::now();
-        if (!ours) {
-            state.SkipWithError("GenerateImage failed");
-            break;
-        }
-        benchmark::DoNotOptimize(ours.get());
-        oursMs += Milliseconds(t1 - t0);
-        state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());
-    }
-    ZelCPUController::SetAvailableCPUNum(0);
+    const double oursMs =
+        TimeOurImages(state, threads, ours, [&] { return generator.GenerateImage(kOut, kOut, param); });
     if (!ours) return;
-    oursMs /= static_cast<double>(state.iterations());
-    state.counters["ours_ms"] = oursMs;
 
 #if ZEL_HAVE_VTK
     VtkReslice vtk(c, threads);
-    const short* peer = vtk.Run();  // first run allocates; not timed
-    const int runs = static_cast<int>(std::min<benchmark::IterationCount>(state.iterations(), 10));
-    const auto t0 = std::chrono::steady_clock::now();
-    for (int k = 0; k < runs; ++k) peer = vtk.Run();
-    const double vtkMs = Milliseconds(std::chrono::steady_clock::now() - t0) / runs;
-    vtkSMPTools::Initialize();
-    state.counters["vtk_ms"] = vtkMs;
-    state.counters["ours/vtk"] = oursMs / vtkMs;
+    // The two pictures differ only in rounding and at the volume's edge.
+    MeasurePeer(state, 10, oursMs, *ours, vtk);
     state.counters["vtk_threads"] = vtk.reslice->GetNumberOfThreads();
     state.counters["vtk_smp"] = vtk.reslice->GetEnableSMP() ? 1 : 0;
-    // Mean absolute difference of the two pictures: a check that both cut the
-    // same plane (they differ only in rounding and at the volume's edge).
-    const short* mine = static_cast<const short*>(ours->GetVoidDataPtr());
-    double diff = 0.0;
-    for (int i = 0; i < kOut * kOut; ++i) diff += std::abs(mine[i] - peer[i]);
-    state.counters["mean_abs_diff"] = diff / (kOut * kOut);
 #endif
 }
 
 void RegisterObliqueBenchmarks()
 {
-    const struct {
-        BenchCase c;
-        const char* name;
-    } cases[] = {{kPlane, "Plane"}, {kSlabMaximum, "SlabMax21"}, {kSlabAverage, "SlabMean21"}};
-    for (const auto& k : cases)
-        for (bool tiled : {false, true})
-            for (int threads : {1, 0}) {
-                const std::string name = std::string("Oblique/") + k.name + (tiled ? "/tiled" : "/linear") +
-                                         (threads == 1 ? "/threads:1" : "/threads:default");
-                benchmark::RegisterBenchmark(name.c_str(), BM_Oblique, k.c, tiled, threads)
-                    ->UseManualTime()
-                    ->Unit(benchmark::kMillisecond);
-            }
+    const std::pair<BenchCase, const char*> cases[] = {
+        {kPlane, "Plane"}, {kSlabMaximum, "SlabMax21"}, {kSlabAverage, "SlabMean21"}};
+    RegisterReslicingCases("Oblique", cases, BM_Oblique);
 }
 
 [[maybe_unused]] const int kRegistered = (RegisterObliqueBenchmarks(), 0);

@@ -61,3 +61,20 @@ inline void BenchMPRAxes(int plane, double angle, double right[3], double down[3
     normal[1] = right[2] * down[0] - right[0] * down[2];
     normal[2] = right[0] * down[1] - right[1] * down[0];
 }
+
+// The oblique benchmarks' plane: turned by 30 degrees about x, then by 20
+// degrees about y (R = Ry * Rx); its columns are the plane's right, down and
+// normal.
+inline void BenchPlaneAxes(double r[3][3])
+{
+    const double pi = 3.14159265358979323846;
+    const double a = 30.0 * pi / 180.0;
+    const double b = 20.0 * pi / 180.0;
+    const double rx[3][3] = {{1, 0, 0}, {0, std::cos(a), -std::sin(a)}, {0, std::sin(a), std::cos(a)}};
+    const double ry[3][3] = {{std::cos(b), 0, std::sin(b)}, {0, 1, 0}, {-std::sin(b), 0, std::cos(b)}};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) {
+            r[i][j] = 0.0;
+            for (int k = 0; k < 3; ++k) r[i][j] += ry[i][k] * rx[k][j];
+        }
+}

@@ -29,11 +29,14 @@ typedef struct ZelFontObject* HFONT;
 //   first row. Every drawing operation writes only inside the clip rectangle
 //   (inclusive bounds, always inside the image) and does nothing while the
 //   clip is empty or no image is attached. Only 3- and 4-byte targets are
-//   drawn on; a target of another depth is left alone.
+//   drawn on (ClearImage included): a target of another depth is left alone,
+//   as the 4-byte colour write would not fit a 1- or 2-byte pixel and deeper
+//   pixels have no layout of their own.
 // * Arguments are taken as given: no coordinate, size or count makes the
-//   engine write outside its target. Coordinates use the whole int range
-//   (clipping is computed in 64-bit or exact integer arithmetic), so a line
-//   from INT_MIN to INT_MAX is drawn like any other.
+//   engine write outside its target. Coordinates may lie anywhere in the int
+//   range; a line whose x1 - x0 or y1 - y0 does not fit an int is not drawn.
+//   The lines that a wide pen or a wide rectangle adds beside the given ones
+//   lie at their true coordinates, even past the int range.
 // * Nothing is reported: a rejected or invisible shape draws nothing.
 // * One engine is used by one thread at a time; fonts may be shared.
 class ZEL_API ZelImageDrawEngine {
@@ -128,7 +131,8 @@ public:
     unsigned int GetPenDashOffset() const { return m_dashOffset; }
     // One entry per pixel step (true draws); the phase always runs modulo 8.
     // Fewer than 8 entries repeat; entries past the 8th are not used. A null
-    // pattern or a count below 1 leaves the pattern as it is.
+    // pattern or a count below 1 replaces the pattern by one with every
+    // entry off (a dashed line then draws nothing).
     void SetPenDashPattern(const bool* pattern, int count);
     // Colours of 1-byte source images. Each entry's bytes are read in their
     // stored order as blue, green, red, alpha (whatever the member names
@@ -156,17 +160,32 @@ public:
     }
 
     // ---- Lines and shapes ----
-    // Pen width and dash. The minor coordinate of the k-th pixel of a line
-    // is floor(minor0 + 1/2 + k * minorDelta / |majorDelta|), exactly, along
-    // the major axis (x when |dx| >= |dy|); clipping never changes which
-    // pixels a line has, and the dash phase advances over the clipped steps.
+    // Pen width and dash. A line steps one pixel at a time along its major
+    // axis (x when |dx| >= |dy|); the minor coordinate f starts at
+    // minor0 + 0.5, grows by slope = minorDelta / |majorDelta| per step, and
+    // the pixel lies at floor(f). f and the slope are doubles and f is summed
+    // step by step: that walk, ties included, is the line's definition and
+    // part of the engine's contract (pictures are compared pixel for pixel),
+    // so it must not be replaced by exact integer steps.
+    // The clip is applied before the walk: f jumps by distance x slope to the
+    // clip's first column (row), then by whole steps to its first row
+    // (column). Inside the clip a line thus draws the unclipped line's
+    // pixels up to the rounding of that jump against the sum: a pixel whose
+    // exact minor coordinate is a whole number (a tie) may move by one, and
+    // with slopes that are short binary fractions (1/2, 3/8) none does.
+    // The dash phase takes one step per pixel position: over the steps
+    // jumped, the steps walked and the end point, not past the clip's far
+    // edge. A line that misses the clip, or whose walk cannot reach the clip
+    // before its end, is given up whole: no end point, no dash step.
     // A dashed line that starts where the previous one ended continues its
     // phase, one that starts elsewhere restarts at 0. A wide pen adds
     // parallel lines at +1, -1, +2, -2, ... across the major axis (across x
     // for 45-degree lines).
     void DrawLine(int x0, int y0, int x1, int y1, bool drawLastPoint);
-    // One pixel wide; the colour runs from colour0 to colour1 in steps of
-    // 1/256 along the major axis. Always draws its end point, in colour1.
+    // One pixel wide, walked and clipped as DrawLine; at step k of the
+    // unclipped line the colour is colour0 + (colour1 - colour0) * t / 256
+    // per byte with t = 256 k / |majorDelta| (integer). Always draws its end
+    // point, in colour1.
     void DrawGradationLine(int x0, int y0, std::uint32_t colour0, int x1, int y1, std::uint32_t colour1);
     // Outline through both corners; wide pens grow it outwards and inwards.
     void DrawRectangle(int x0, int y0, int x1, int y1);
@@ -180,8 +199,8 @@ public:
     // integers). A wide or dashed pen draws the outline as one closed chain
     // of lines without end points, clockwise on screen from the rightmost
     // point (on an even circle the halves are joined by unit steps), so the
-    // dash phase runs on round it; diameter 1 is then a zero-length line with
-    // its end point.
+    // dash phase runs on round it; diameter 1 is then a chain of zero-length
+    // lines without end points, which draws nothing.
     void DrawCircle(int cx, int cy, int diameter);
     // The disc that DrawCircle outlines: each row runs from the outline's
     // leftmost to its rightmost pixel.
@@ -189,15 +208,16 @@ public:
     // Angles in degrees, 0 towards +x, counter-clockwise as seen on screen
     // (90 points up). The arc runs from startAngle to endAngle:
     // counter-clockwise when endAngle > startAngle, clockwise otherwise; a
-    // difference of 360 or more is the whole circle. The outline pixels whose
-    // direction from their half's centre lies in the sweep are joined in
-    // order with lines without end points. Diameter 1 outlines the rectangle
+    // difference of 360 or more (taken in float) is the whole circle. The
+    // outline pixels whose direction from their half's centre lies in the
+    // sweep are joined in order with lines without end points. Diameter 1 outlines the rectangle
     // between (cx, cy) and (1, 1), diameter 2 is the whole circle.
     void DrawArc(int cx, int cy, int diameter, float startAngle, float endAngle);
     // The pie: the pixels of FillCircle's disc whose direction from their
     // half's centre lies in the sweep (the centre pixel always). A full turn
-    // and diameter 2 fill the disc; diameter 1 fills the rectangle between
-    // (cx, cy) and (1, 1).
+    // and diameter 2 fill the disc; diameter 1 outlines the rectangle between
+    // (cx, cy) and (1, 1) with the pen, as DrawArc does (intended: it is not
+    // filled).
     void FillArc(int cx, int cy, int diameter, float startAngle, float endAngle);
     // Even-odd fill. A row y takes an edge when min(ya, yb) < y <= max(ya, yb);
     // its crossing is the edge's x at y rounded half up, and each span runs

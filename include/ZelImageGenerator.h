@@ -4,6 +4,8 @@
 #include "Zel2DVector.h"
 #include "Zel3DVector.h"
 #include "ZelBaseBuffer.h"
+#include "ZelCPRImageGenerator.h"
+#include "ZelCPRRenderingPoint.h"
 #include "ZelCPUController.h"
 #include "ZelCriticalSection.h"
 #include "ZelExport.h"

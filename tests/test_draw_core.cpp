@@ -164,6 +164,11 @@ TEST(DrawCore, PenAndBrushSettings)
         if (x % 8 % 3 == 0) expected.insert({x, 0});
     }
     EXPECT_EQ(c.Drawn(), expected);
+    // No pattern at all turns every entry off.
+    c.Clear();
+    c.engine.SetPenDashPattern(nullptr, 8);
+    c.engine.DrawLine(0, 0, 15, 0, true);
+    EXPECT_TRUE(c.Drawn().empty());
 
     // A depth-2 texture is no texture: the fill uses the plain colour.
     DrawCanvas t(2, 1);

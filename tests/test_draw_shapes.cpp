@@ -91,6 +91,12 @@ TEST(DrawShapes, CircleOutlinesFollowTableAndMidpoint)
         c.engine.DrawCircle(69, 69, d);
         for (const Pixel& p : c.Drawn()) ASSERT_EQ(c.Get(p.first, p.second), 0x80808080u) << d;
     }
+    // Diameter 1 with a wide pen is a chain of zero-length lines without end
+    // points: nothing.
+    DrawCanvas dot(5, 5);
+    dot.engine.SetPenWidth(3);
+    dot.engine.DrawCircle(2, 2, 1);
+    EXPECT_TRUE(dot.Drawn().empty());
 }
 
 TEST(DrawShapes, FilledDiscIsBoundedByItsOutline)
@@ -204,11 +210,18 @@ TEST(DrawShapes, ArcsAndPies)
     full.engine.DrawArc(30, 30, 41, 10, 370);
     circle.engine.DrawCircle(30, 30, 41);
     EXPECT_EQ(full.Drawn(), circle.Drawn());
+    // The turn is measured in float: 359.99997 + 0.00002 rounds to 360.
+    full.Clear();
+    full.engine.DrawArc(30, 30, 41, 359.99997f, -0.00002f);
+    EXPECT_EQ(full.Drawn(), circle.Drawn());
 
-    DrawCanvas tiny(4, 4), rect(4, 4);
+    // Diameter 1 outlines the rectangle up to (1, 1), the pie too.
+    DrawCanvas tiny(4, 4), pie(4, 4), rect(4, 4);
     tiny.engine.DrawArc(3, 3, 1, 0, 90);
+    pie.engine.FillArc(3, 3, 1, 0, 90);
     rect.engine.DrawRectangle(3, 3, 1, 1);
     EXPECT_EQ(tiny.Drawn(), rect.Drawn());
+    EXPECT_EQ(pie.Drawn(), rect.Drawn());
 
     // A quarter counter-clockwise from 0 is the upper right quadrant of the
     // outline, clockwise from 0 to -90 the lower right; the last point of an

@@ -20,3 +20,4 @@ bool UseConvert();
 bool UseCompose();
 bool UseDraw();
 bool UsePath();
+bool UseCpr();

@@ -11,6 +11,7 @@ int main()
     } families[] = {
         {"volumes and buffers", UseVolumes}, {"generators", UseGenerators}, {"display conversions", UseConvert},
         {"fusion and rotation", UseCompose}, {"drawing", UseDraw},          {"paths", UsePath},
+        {"curved reformations", UseCpr},
     };
     for (const auto& f : families) {
         if (!f.use()) {

@@ -239,8 +239,9 @@ void ZelImageDrawEngine::SetPenDash(bool dash)
 
 void ZelImageDrawEngine::SetPenDashPattern(const bool* pattern, int count)
 {
-    if (!pattern || count < 1) return;
-    for (int i = 0; i < 8; ++i) m_dashPattern[i] = pattern[i % count];
+    // The old pattern goes in every case; entries the caller does not supply
+    // are off, so a null or empty pattern draws no dash at all.
+    for (int i = 0; i < 8; ++i) m_dashPattern[i] = pattern && count >= 1 && pattern[i % count];
 }
 
 void ZelImageDrawEngine::SetImageColorPalette(const ZelRGBABase<unsigned char>* palette, int count)

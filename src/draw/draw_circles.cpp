@@ -117,9 +117,10 @@ bool InSweep(double theta, double start, double sweep)
     return u <= std::fabs(sweep) + kAngleSlack;
 }
 
+// In float, as the angles come: a difference that rounds to 360 is a full turn.
 bool FullTurn(float a, float b)
 {
-    return std::fabs(static_cast<double>(a) - b) >= 360.0;
+    return std::fabs(a - b) >= 360.0f;
 }
 
 }  // namespace
@@ -134,9 +135,8 @@ void ZelImageDrawEngine::DrawCircle(int cx, int cy, int diameter)
         return;
 
     if (m_penWidth >= 2 || m_penDash) {
-        if (diameter == 1) {  // a chain of one point: its end point with the pen
+        if (diameter == 1) {  // a chain of zero-length lines without end points: nothing to draw
             if (m_penDash) CheckLineDashOffset(cx, cy, cx, cy);
-            WideLine(pen, m_penWidth, cx, cy, cx, cy, true);
             return;
         }
         const CircleChain chain(cx, cy, diameter);
@@ -272,7 +272,7 @@ void ZelImageDrawEngine::FillArc(int cx, int cy, int diameter, float startAngle,
     }
     if (diameter < 1) return;
     if (diameter == 1) {
-        FillRectangle(cx, cy, 1, 1);
+        DrawRectangle(cx, cy, 1, 1);  // intended: the outline, as DrawArc draws it
         return;
     }
     if (diameter == 2) {

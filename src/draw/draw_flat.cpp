@@ -92,9 +92,8 @@ unsigned int ZelImageDrawEngine_GetPenDashOffset(Engine* engine)
 
 void ZelImageDrawEngine_SetPenDashPattern(Engine* engine, const int* pattern, int count)
 {
-    if (!pattern || count < 1) return;
     bool entries[8];
-    for (int i = 0; i < 8; ++i) entries[i] = pattern[i % count] != 0;
+    for (int i = 0; i < 8; ++i) entries[i] = pattern && count >= 1 && pattern[i % count] != 0;
     engine->SetPenDashPattern(entries, 8);
 }
 

@@ -1,7 +1,9 @@
-// Lines: the exact clipped walk, dashes and their chaining, wide pens,
-// gradient lines and rectangle outlines.
+// Lines: the clipped floating-point walk, dashes and their chaining, wide
+// pens, gradient lines and rectangle outlines.
 #include <algorithm>
 #include <climits>
+#include <cmath>
+#include <type_traits>
 #include <vector>
 
 #include "draw/draw_lines.h"
@@ -9,120 +11,169 @@
 namespace zel_draw {
 namespace {
 
-I64 Clamp(Wide v, I64 lo, I64 hi)
+// floor(v) for |v| < 2^63.
+inline I64 FloorToI64(double v)
 {
-    return v < lo ? lo : v > hi ? hi : static_cast<I64>(v);
+    const I64 i = static_cast<I64>(v);
+    return i - (static_cast<double>(i) > v);
 }
 
-template <int D, bool Dash>
-void WalkBody(const LinePen& pen, const LineClip& c)
+template <int D>
+using Depth = std::integral_constant<int, D>;
+
+// Steps through the walk, taking a dash step at every position, and hands
+// each drawn pixel with its step index on the unclipped line to `plot`.
+template <int D, bool Dash, class Plot>
+void WalkBody(const Target& t, const LineWalk& w, const bool* pattern, unsigned* offset, Plot& plot)
 {
-    const Target& t = pen.target;
-    const Wide twoN = static_cast<Wide>(2) * c.steps;
-    const Wide num = c.steps + static_cast<Wide>(2) * c.begin * c.minorDelta;
-    I64 q = static_cast<I64>(FloorDiv(num, twoN));
-    I64 r = static_cast<I64>(num - static_cast<Wide>(q) * twoN);
-    const I64 d2 = 2 * c.minorDelta, n2 = static_cast<I64>(twoN);
-    I64 major = c.major0 + c.step * c.begin;
-    unsigned offset = Dash ? *pen.offset : 0;
-    for (I64 k = c.begin; k < c.end; ++k) {
-        const bool on = !Dash || pen.pattern[offset++ & 7];
-        if (on) {
-            const I64 minor = c.minor0 + q;
-            const int x = static_cast<int>(c.xMajor ? major : minor);
-            const int y = static_cast<int>(c.xMajor ? minor : major);
-            PutPixel<D>(t.At(x, y), pen.colour);
-        }
-        major += c.step;
-        r += d2;
-        if (r >= n2) {
-            r -= n2;
-            ++q;
-        } else if (r < 0) {
-            r += n2;
-            --q;
+    const std::ptrdiff_t majorStride = w.xMajor ? D : t.stride, minorStride = w.xMajor ? t.stride : D;
+    unsigned phase = Dash ? *offset : 0;
+    double f = w.f;
+    I64 major = w.start;
+    for (I64 i = 0; i < w.count; ++i, major += w.step, f += w.slope) {
+        const bool on = !Dash || pattern[phase++ & 7];
+        const I64 minor = FloorToI64(f);
+        if (on && minor >= w.minorLo && minor <= w.minorHi) {
+            plot(Depth<D>{}, t.pixels + major * majorStride + minor * minorStride, w.skipped + i);
         }
     }
-    if (Dash) *pen.offset = offset;
+    if (Dash) *offset = phase;
+}
+
+// The one-pixel line around a plot of its body pixels: clip, the dash phase
+// over the steps clipped away, the walk, then the end point in `endColour`.
+template <class Plot>
+void DrawWalk(const LinePen& pen, I64 x0, I64 y0, I64 x1, I64 y1, bool drawLastPoint, const Colour& endColour,
+              Plot plot)
+{
+    const Target& t = pen.target;
+    LineWalk w;
+    if (!ClipLine(t, x0, y0, x1, y1, w)) return;
+    if (pen.dash) *pen.offset += static_cast<unsigned>(w.skipped);
+    if (w.count > 0) {
+        if (t.depth == 3) {
+            pen.dash ? WalkBody<3, true>(t, w, pen.pattern, pen.offset, plot)
+                     : WalkBody<3, false>(t, w, pen.pattern, pen.offset, plot);
+        } else {
+            pen.dash ? WalkBody<4, true>(t, w, pen.pattern, pen.offset, plot)
+                     : WalkBody<4, false>(t, w, pen.pattern, pen.offset, plot);
+        }
+    }
+    if (!drawLastPoint) return;
+    if (pen.dash && !pen.pattern[(*pen.offset)++ & 7]) return;
+    if (t.Inside(x1, y1)) PutPixel(t, static_cast<int>(x1), static_cast<int>(y1), endColour);
+}
+
+// The displacements d = [lo, hi] across the line (in y when `acrossY`, else
+// in x) at which a parallel line can have a pixel in the clip: the line's
+// pixels whose coordinate along the other axis lies in the clip, moved across
+// into it. The other axis always steps by whole pixels (it is the major axis,
+// or the minor one of a 45-degree line); across it the walk is bounded by
+// the exact line with a margin for its rounding.
+void ParallelRange(const Target& t, bool acrossY, I64 x0, I64 y0, I64 x1, I64 y1, bool drawLastPoint, I64& lo, I64& hi)
+{
+    lo = 1, hi = 0;  // empty
+    const I64 along0 = acrossY ? x0 : y0, alongDelta = acrossY ? x1 - x0 : y1 - y0;
+    const I64 across0 = acrossY ? y0 : x0, acrossDelta = acrossY ? y1 - y0 : x1 - x0;
+    const I64 steps = alongDelta < 0 ? -alongDelta : alongDelta;
+    const I64 kLast = drawLastPoint ? steps : steps - 1;
+    const I64 bandLo = acrossY ? t.left : t.top, bandHi = acrossY ? t.right : t.bottom;
+    const I64 kLo = std::max<I64>(0, alongDelta < 0 ? along0 - bandHi : bandLo - along0);
+    const I64 kHi = std::min<I64>(kLast, alongDelta < 0 ? along0 - bandLo : bandHi - along0);
+    if (kLo > kHi) return;
+    const auto at = [&](I64 k) {
+        return steps == 0 ? across0 + 0.5 : across0 + 0.5 + static_cast<double>(k) * acrossDelta / steps;
+    };
+    // Coordinates stay below 2^34, where a double's unit in the last place is
+    // 2^-18; a walk rounds at most once per step over at most the clip's
+    // extent, after a jump that rounds a few times.
+    const double margin = 2 + static_cast<double>(bandHi - bandLo + 1) * std::ldexp(1.0, -17);
+    const double a = at(kLo), b = at(kHi);
+    const I64 aMin = FloorToI64(std::min(a, b) - margin), aMax = FloorToI64(std::max(a, b) + margin);
+    lo = (acrossY ? t.top : t.left) - aMax;
+    hi = (acrossY ? t.bottom : t.right) - aMin;
 }
 
 }  // namespace
 
-I64 PointOnLine(const LineClip& c, I64 k, bool x)
+bool ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1, LineWalk& w)
 {
-    if (x == c.xMajor) return c.major0 + c.step * k;
-    if (c.steps == 0) return c.minor0;
-    return c.minor0 + static_cast<I64>(FloorDiv(c.steps + Wide(2) * k * c.minorDelta, Wide(2) * c.steps));
-}
-
-LineClip ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1)
-{
-    LineClip c;
     if ((x0 < t.left && x1 < t.left) || (x0 > t.right && x1 > t.right) || (y0 < t.top && y1 < t.top) ||
         (y0 > t.bottom && y1 > t.bottom)) {
-        return c;
+        return false;
     }
     const I64 dx = x1 - x0, dy = y1 - y0;
-    c.endVisible = t.Inside(x1, y1);
-    c.xMajor = (dx < 0 ? -dx : dx) >= (dy < 0 ? -dy : dy);
-    const I64 majorDelta = c.xMajor ? dx : dy;
-    c.major0 = c.xMajor ? x0 : y0;
-    c.minor0 = c.xMajor ? y0 : x0;
-    c.minorDelta = c.xMajor ? dy : dx;
-    c.step = majorDelta < 0 ? -1 : 1;
-    c.steps = majorDelta < 0 ? -majorDelta : majorDelta;
-    if (c.steps == 0) {
-        c.rejected = !c.endVisible;
-        return c;
-    }
-    // Steps whose major position lies in the clip.
-    const I64 lo = c.xMajor ? t.left : t.top, hi = c.xMajor ? t.right : t.bottom;
-    I64 begin = c.step > 0 ? lo - c.major0 : c.major0 - hi;
-    I64 end = (c.step > 0 ? hi - c.major0 : c.major0 - lo) + 1;
-    begin = std::max<I64>(begin, 0);
-    end = std::min<I64>(end, c.steps);
-    // Steps whose minor position lies in the clip: minor(k) - minor0 =
-    // floor((n + 2 k md) / 2n) is monotonic in k.
-    if (c.minorDelta != 0 && begin < end) {
-        const Wide n = c.steps, twoN = 2 * n;
-        const Wide a = static_cast<Wide>(c.xMajor ? t.top : t.left) - c.minor0;
-        const Wide b = static_cast<Wide>(c.xMajor ? t.bottom : t.right) - c.minor0;
-        Wide kLo, kHi;
-        if (c.minorDelta > 0) {
-            const Wide m2 = static_cast<Wide>(2) * c.minorDelta;
-            kLo = CeilDiv(twoN * a - n, m2);
-            kHi = FloorDiv(twoN * (b + 1) - n - 1, m2);
-        } else {
-            const Wide e2 = static_cast<Wide>(-2) * c.minorDelta;
-            kLo = CeilDiv(n - twoN * (b + 1) + 1, e2);
-            kHi = FloorDiv(n - twoN * a, e2);
+    if (dx < INT32_MIN || dx > INT32_MAX || dy < INT32_MIN || dy > INT32_MAX) return false;
+    w = LineWalk();
+    if (dx == 0 && dy == 0) return true;  // the end point alone
+
+    w.xMajor = (dx < 0 ? -dx : dx) >= (dy < 0 ? -dy : dy);
+    const I64 majorDelta = w.xMajor ? dx : dy, minorDelta = w.xMajor ? dy : dx;
+    const I64 m0 = w.xMajor ? x0 : y0, m1 = w.xMajor ? x1 : y1;
+    w.step = majorDelta >= 0 ? 1 : -1;
+    w.steps = majorDelta < 0 ? -majorDelta : majorDelta;
+    w.slope = static_cast<double>(minorDelta) / static_cast<double>(w.steps);
+    w.f = static_cast<double>(w.xMajor ? y0 : x0) + 0.5;
+    w.minorLo = w.xMajor ? t.top : t.left;
+    w.minorHi = w.xMajor ? t.bottom : t.right;
+
+    // Along the major axis: start at the clip's near edge, end (exclusive)
+    // one past its far edge. The quick rejection keeps both inside the line.
+    const I64 lo = w.xMajor ? t.left : t.top, hi = w.xMajor ? t.right : t.bottom;
+    I64 start = m0, end;
+    if (w.step > 0) {
+        if (m0 < lo) {
+            w.f += static_cast<double>(lo - m0) * w.slope;
+            start = lo;
         }
-        begin = std::max(begin, Clamp(kLo, 0, c.steps));
-        end = std::min(end, Clamp(kHi + 1, 0, c.steps));
+        end = m1 > hi ? hi + 1 : m1;
+    } else {
+        if (m0 > hi) {
+            w.f += static_cast<double>(m0 - hi) * w.slope;
+            start = hi;
+        }
+        end = m1 < lo ? lo - 1 : m1;
     }
-    c.begin = begin;
-    c.end = end;
-    c.rejected = begin >= end && !c.endVisible;
-    return c;
+    I64 remain = (end - start) * w.step;
+
+    // Along the minor axis: the steps before floor(f) enters the clip are
+    // skipped, the walk ends where it leaves. Step counts are compared as
+    // doubles before they become integers: a slope near 0 makes them huge.
+    if (minorDelta != 0) {
+        const double near = static_cast<double>(w.minorLo), far1 = static_cast<double>(w.minorHi) + 1;
+        double skip = 0, inside;
+        if (w.slope > 0) {
+            if (w.f >= far1) return false;
+            if (w.f < near) skip = std::ceil((near - w.f) / w.slope);
+        } else {
+            if (w.f < near) return false;
+            if (w.f >= far1) skip = std::floor((far1 - w.f) / w.slope) + 1;
+        }
+        if (skip > static_cast<double>(remain)) return false;
+        if (skip > 0) {
+            start += static_cast<I64>(skip) * w.step;
+            remain -= static_cast<I64>(skip);
+            w.f += skip * w.slope;
+        }
+        inside = w.slope > 0 ? std::ceil((far1 - w.f) / w.slope) : std::floor((near - w.f) / w.slope) + 1;
+        if (inside < static_cast<double>(remain)) remain = inside > 0 ? static_cast<I64>(inside) : 0;
+    }
+    w.start = start;
+    w.count = remain;
+    w.skipped = (start - m0) * w.step;
+    return true;
 }
 
 void InnerLine(const LinePen& pen, I64 x0, I64 y0, I64 x1, I64 y1, bool drawLastPoint)
 {
-    const LineClip c = ClipLine(pen.target, x0, y0, x1, y1);
-    if (c.rejected) return;
-    if (c.begin < c.end) {
-        if (pen.dash) *pen.offset += static_cast<unsigned>(c.begin);  // the steps clipped away
-        if (pen.target.depth == 3) {
-            pen.dash ? WalkBody<3, true>(pen, c) : WalkBody<3, false>(pen, c);
-        } else {
-            pen.dash ? WalkBody<4, true>(pen, c) : WalkBody<4, false>(pen, c);
-        }
-    } else if (pen.dash) {
-        *pen.offset += static_cast<unsigned>(c.steps);  // the whole body lies outside
+    const Colour& c = pen.colour;
+    if (c.a == 255) {  // opaque: no blend test per pixel
+        DrawWalk(pen, x0, y0, x1, y1, drawLastPoint, c,
+                 [&c](auto depth, unsigned char* p, I64) { WritePixel<decltype(depth)::value>(p, c); });
+    } else {
+        DrawWalk(pen, x0, y0, x1, y1, drawLastPoint, c,
+                 [&c](auto depth, unsigned char* p, I64) { PutPixel<decltype(depth)::value>(p, c); });
     }
-    if (!drawLastPoint) return;
-    if (pen.dash && !pen.pattern[(*pen.offset)++ & 7]) return;
-    if (c.endVisible) PutPixel(pen.target, static_cast<int>(x1), static_cast<int>(y1), pen.colour);
 }
 
 void WideLine(const LinePen& pen, int width, I64 x0, I64 y0, I64 x1, I64 y1, bool drawLastPoint)
@@ -134,32 +185,8 @@ void WideLine(const LinePen& pen, int width, I64 x0, I64 y0, I64 x1, I64 y1, boo
     // across y when |dx| > |dy|, else across x.
     const I64 dx = x1 - x0, dy = y1 - y0;
     const bool acrossY = (dx < 0 ? -dx : dx) > (dy < 0 ? -dy : dy);
-    // Only displacements that bring a pixel of the line into the clip can
-    // draw: the points whose other coordinate lies in the clip's band, moved
-    // across into it.
-    const Target& t = pen.target;
-    Target band = t;
-    if (acrossY) {
-        band.top = INT32_MIN, band.bottom = INT32_MAX;
-    } else {
-        band.left = INT32_MIN, band.right = INT32_MAX;
-    }
-    const LineClip inBand = ClipLine(band, x0, y0, x1, y1);
-    I64 lo = 1, hi = 0;  // empty: no parallel line can show
-    if (!inBand.rejected) {
-        I64 aMin = INT64_MAX, aMax = INT64_MIN;
-        const auto take = [&](I64 k) {
-            const I64 a = PointOnLine(inBand, k, !acrossY);
-            aMin = std::min(aMin, a);
-            aMax = std::max(aMax, a);
-        };
-        if (inBand.begin < inBand.end) take(inBand.begin), take(inBand.end - 1);
-        if (drawLastPoint && inBand.endVisible) take(inBand.steps);
-        if (aMin <= aMax) {
-            lo = (acrossY ? t.top : t.left) - aMax;
-            hi = (acrossY ? t.bottom : t.right) - aMin;
-        }
-    }
+    I64 lo, hi;
+    ParallelRange(pen.target, acrossY, x0, y0, x1, y1, drawLastPoint, lo, hi);
     const auto displacement = [](I64 i) { return (i / 2) * (i % 2 ? -1 : 1); };
     const I64 last = displacement(width);
     const auto draw = [&](I64 d) {
@@ -223,34 +250,22 @@ void ZelImageDrawEngine::DrawGradationLine(int x0, int y0, std::uint32_t colour0
     LinePen pen;
     if (!GetLinePen(*this, pen)) return;
     if (m_penDash) CheckLineDashOffset(x0, y0, x1, y1);
-    const LineClip c = ClipLine(pen.target, x0, y0, x1, y1);
-    if (c.rejected) return;
-    const Target& t = pen.target;
     const Colour c0(colour0), c1(colour1);
     const bool opaque = c0.a == 255 && c1.a == 255;
-    if (c.begin < c.end) {
-        if (m_penDash) m_dashOffset += static_cast<unsigned>(c.begin);
-        for (I64 k = c.begin; k < c.end; ++k) {
-            if (m_penDash && !m_dashPattern[m_dashOffset++ & 7]) continue;
-            const I64 major = c.major0 + c.step * k;
-            const I64 minor =
-                c.minor0 + static_cast<I64>(FloorDiv(c.steps + Wide(2) * k * c.minorDelta, Wide(2) * c.steps));
-            const unsigned w = static_cast<unsigned>((256 * k) / c.steps);
-            const Colour m((c1.b * w + c0.b * (256 - w)) >> 8, (c1.g * w + c0.g * (256 - w)) >> 8,
-                           (c1.r * w + c0.r * (256 - w)) >> 8, (c1.a * w + c0.a * (256 - w)) >> 8);
-            unsigned char* p =
-                t.At(static_cast<int>(c.xMajor ? major : minor), static_cast<int>(c.xMajor ? minor : major));
-            if (opaque) {
-                t.depth == 3 ? WritePixel<3>(p, m) : WritePixel<4>(p, m);
-            } else if (m.a) {
-                t.depth == 3 ? BlendPixel<3>(p, m, m.a) : BlendPixel<4>(p, m, m.a);
-            }
+    // The colour parameter counts from the unclipped line's start.
+    const I64 dx = I64(x1) - x0, dy = I64(y1) - y0;
+    const I64 steps = std::max(dx < 0 ? -dx : dx, dy < 0 ? -dy : dy);
+    DrawWalk(pen, x0, y0, x1, y1, true, c1, [&](auto depth, unsigned char* p, I64 k) {
+        constexpr int D = decltype(depth)::value;
+        const unsigned w = static_cast<unsigned>((256 * k) / steps);
+        const Colour m((c1.b * w + c0.b * (256 - w)) >> 8, (c1.g * w + c0.g * (256 - w)) >> 8,
+                       (c1.r * w + c0.r * (256 - w)) >> 8, (c1.a * w + c0.a * (256 - w)) >> 8);
+        if (opaque) {
+            WritePixel<D>(p, m);
+        } else if (m.a) {
+            BlendPixel<D>(p, m, m.a);
         }
-    } else if (m_penDash) {
-        m_dashOffset += static_cast<unsigned>(c.steps);
-    }
-    if (m_penDash && !m_dashPattern[m_dashOffset++ & 7]) return;
-    if (c.endVisible) PutPixel(t, x1, y1, c1);
+    });
 }
 
 void ZelImageDrawEngine::DrawRectangle(int x0, int y0, int x1, int y1)

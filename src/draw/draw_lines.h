@@ -6,22 +6,27 @@
 
 namespace zel_draw {
 
-// The visible part of a one-pixel line from (x0, y0) to (x1, y1). Step k of
-// the body (0 <= k < steps) lies at major position m0 + k * step and minor
-// position floor(minor0 + 1/2 + k * minorDelta / steps), exactly; the end
-// point is step `steps`.
-struct LineClip {
+// The visible part of a one-pixel line from (x0, y0) to (x1, y1), walked as a
+// floating-point digital differential analyser: along the major axis (x when
+// |dx| >= |dy|) one position per step, the minor coordinate f starting at
+// minor0 + 1/2 and growing by minorDelta / |majorDelta| per step, the pixel
+// at floor(f). The clip is applied analytically before the walk: `count`
+// positions from `start`, with f already advanced over the `skipped` steps
+// before it; positions whose floor(f) leaves the clip on the minor axis are
+// still stepped but not drawn.
+struct LineWalk {
     bool xMajor = true;
-    I64 major0 = 0, minor0 = 0, minorDelta = 0;
-    int step = 1;
-    I64 steps = 0;
-    I64 begin = 0, end = 0;  // visible body steps [begin, end)
-    bool endVisible = false;
-    bool rejected = true;  // nothing of the line is visible
+    int step = 1;   // +1 or -1 along the major axis
+    I64 steps = 0;  // |majorDelta|, the unclipped body
+    I64 start = 0, count = 0, skipped = 0;
+    double f = 0, slope = 0;
+    I64 minorLo = 0, minorHi = -1;  // the clip on the minor axis
 };
-LineClip ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1);
-// The x (or y) coordinate of step k (0 <= k <= steps) of a clipped line.
-I64 PointOnLine(const LineClip& c, I64 k, bool x);
+// False when the line is given up before its walk (nothing is drawn, not even
+// the end point, and the dash phase does not move): it misses the clip, its
+// coordinate differences do not fit an int, or its walk never reaches the
+// clip's band on the minor axis before its end.
+bool ClipLine(const Target& t, I64 x0, I64 y0, I64 x1, I64 y1, LineWalk& walk);
 
 // What a line is drawn with.
 struct LinePen {

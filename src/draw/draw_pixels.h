@@ -29,11 +29,6 @@ inline Wide FloorDiv(Wide a, Wide b)  // b > 0
     return q;
 }
 
-inline Wide CeilDiv(Wide a, Wide b)  // b > 0
-{
-    return -FloorDiv(-a, b);
-}
-
 // Truncating x / 255 for 0 <= x <= 255 * 255 + 255.
 inline unsigned Div255(unsigned x)
 {

@@ -20,7 +20,7 @@ void ZelMPRStackWeights(int mode, int count, int* weights)
         // stay symmetric.
         const int distance = std::abs(2 * k - (count - 1));
         switch (mode) {
-        case ZEL_MPR_STACK_TRIANGLE: weights[k] = count + 1 - distance; break;
+        case ZEL_MPR_STACK_TRIANGLE: weights[k] = ZelSlabTriangleWeight(k, count); break;
         case ZEL_MPR_STACK_GAUSSIAN:
             weights[k] = static_cast<int>(
                 std::lround(256.0 * std::exp(-2.0 * distance * distance / (static_cast<double>(count) * count))));

@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "generators/dispatch.h"
-#include "generators/oblique_kernels_avx2.h"
 #include "generators/slab_reducers.h"
 #include "generators/voxel_sampling.h"
+#include "generators/voxel_sampling_avx2.h"
 
 namespace zel_oblique {
 
@@ -17,6 +17,17 @@ namespace {
 using std::int64_t;
 using std::ptrdiff_t;
 using std::uint32_t;
+
+// The walk of a row for the vector spans: columns `right` apart, slab
+// samples `normal` apart.
+ZelTrilinearRun RunOf(const ObliqueSetup& s)
+{
+    return {static_cast<const short*>(s.volume),
+            &s.layout,
+            {s.walk.stepX[0], s.walk.stepX[1], s.walk.stepX[2]},
+            {s.walk.stepNormal[0], s.walk.stepNormal[1], s.walk.stepNormal[2]},
+            s.steps};
+}
 
 template <class T>
 T* OutputRow(const ObliqueSetup& s, int row)
@@ -75,7 +86,8 @@ void PlaneRow(const ObliqueSetup& s, int row)
     std::fill(out, out + span.begin, background);
     const Sample sample(s);
     int i = span.begin;
-    if constexpr (kVector) i = ObliquePlaneSpanAvx2<decltype(sample.view)::kIsTiled>(s, p0, i, span.end, out);
+    if constexpr (kVector)
+        i = ZelTrilinearSpanAvx2<decltype(sample.view)::kIsTiled>(RunOf(s), p0, i, span.end, out + i);
     ZelFixedWalk walk(p0, s.walk.stepX, i, Sample::Offset());
     for (; i < span.end; ++i) {
         out[i] = sample(walk);
@@ -133,7 +145,7 @@ void SlabRow(const ObliqueSetup& s, int row)
     for (int i = 0; i < first; ++i)
         out[i] = static_cast<short>(CheckedSlabPixel<View, Mode>(s, volume, view, last, p0, i, count));
     int i = first;
-    if (kVector) i = ObliqueSlabSpanAvx2<View::kIsTiled, Mode::kMode>(s, p0, i, end, out);
+    if (kVector) i = ZelSlabSpanAvx2<View::kIsTiled, Mode::kMode>(RunOf(s), p0, i, end, out + i);
     ZelFixedWalk column(p0, s.walk.stepX, i, 0);
     const uint32_t d[3] = {static_cast<uint32_t>(s.walk.stepNormal[0]), static_cast<uint32_t>(s.walk.stepNormal[1]),
                            static_cast<uint32_t>(s.walk.stepNormal[2])};

@@ -5,6 +5,7 @@
 #include "ZelCPUController.h"
 #include "ZelParallel.h"
 #include "generators/oblique_kernels.h"
+#include "generators/voxel_sampling_avx2.h"
 
 namespace zel_oblique {
 
@@ -73,11 +74,8 @@ ObliquePrepared PrepareOblique(const ZelImageBase* volume, const ZelImageBase* o
     const int n = slabSteps > 0.0f ? static_cast<int>(slabSteps) : 0;
 
     ObliqueSetup& setup = plan.setup;
-    const Zel3DVector<int> volumeSize = volume->GetImageSize();
-    const bool vectorFriendly =
-        volumeSize.x >= 2 && volumeSize.y >= 2 && volumeSize.z >= 2 && volume->GetElementCount() < (1LL << 31);
     if (!SelectObliqueKernel(volume->GetVoxelType(), volume->GetAlignmentType(), param.interpolation, n, param.slabMode,
-                             vectorFriendly, plan.kernel, plan.threaded))
+                             ZelVectorFriendly(*volume), plan.kernel, plan.threaded))
         return ObliquePrepared::kUnsupported;
 
     const Zel3DVector<int> outSize = output->GetImageSize();

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 
 // Reductions, numbered as the MPR stack modes and oblique slab modes are.
@@ -57,6 +58,15 @@ struct ZelSlabReducer<kZelSlabMaximum, Acc> : ZelSlabExtreme<Acc, true> {
 template <class Acc>
 struct ZelSlabReducer<kZelSlabMinimum, Acc> : ZelSlabExtreme<Acc, false> {
 };
+
+// Centre weight of sample k of a slab of `count` samples, for the
+// centre-weighted means: its distance from the slab's middle counted in half
+// samples, D = |2k - (count - 1)| (so that even slabs stay symmetric), gives
+// the triangle weight count + 1 - D: 1:2:1 for three samples, never zero.
+inline int ZelSlabTriangleWeight(int k, int count)
+{
+    return count + 1 - std::abs(2 * k - (count - 1));
+}
 
 // Truncating division of |n| < 2^31 by a fixed divisor d >= 1 with one
 // multiply: m = ceil(2^(31 + l) / d) with 2^l >= d makes (|n| m) >> (31 + l)

@@ -1,6 +1,6 @@
 // End-to-end runs of the zelgen program on small volumes written here:
 // NIfTI-1 and NIfTI-2 (plain and gzip), raw files, bad input, orientation,
-// series, layouts and golden pictures of the phantom.
+// series, layouts, curved reformations and golden pictures of the phantom.
 #include "cli_support.h"
 
 #include <set>
@@ -80,10 +80,11 @@ TEST_F(Zelgen, SuccessfulRunsSayWhatTheyDid)
         {"--version", {"zelgen 0."}},
         {"info --help", {"usage: zelgen"}},
         {"demo --help", {"usage: zelgen"}},
+        {"cpr --help", {"usage: zelgen cpr", "--path-units", "--uniform", "--mip"}},
         {"info v.nii.gz",
          {"NIfTI-2 (gzip)", "20 x 16 x 10 voxels", "uint16 (held as signed 16-bit", "0.8 x 0.8 x 2 mm",
           "value range:  -105 to 457", "LPS from sform"}},
-        {"info --phantom", {"256 x 256 x 112"}},
+        {"info --phantom", {"256 x 256 x 112", "world:        voxel 0,0,0 at"}},
         // CT-like values get a CT window; others the range of the values.
         {"render --phantom -o p.png", {"brain window 80/40"}},
         {"render v.nii.gz -o m.png", {"auto"}},
@@ -195,6 +196,11 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
     WriteBytes(Path("text.nii"), std::string(400, 'x'), false);
     WriteBytes(Path("v.raw"), std::string(20 * 16 * 10 * 2, '\0'), false);
     fs::create_directory(Path("dir.nii"));
+    WriteBytes(Path("bad.txt"), "1 2 3\n4 five 6\n", false);
+    WriteBytes(Path("one.txt"), "# a single point\n3 4 5\n", false);
+    WriteBytes(Path("same.txt"), "3 4 5\n3 4 5\n", false);
+    WriteBytes(Path("outside.txt"), "3 4 5\n3 4 10\n", false);
+    WriteBytes(Path("along.txt"), "128 128 20\n128 128 90\n", false);
 
     // Each run starts in the test directory.
     const char* cases[][2] = {
@@ -265,6 +271,20 @@ TEST_F(Zelgen, BadInputEndsWithOneMessageAndNoPicture)
         {"render good.nii --center 4,4,10 -o x.png", "outside the volume"},
         {"render good.nii --volume 1 -o x.png", "does not have"},
         {"render good.nii --mosaic 2x2 --slices 0:9 -o x.png", "more than"},
+        // Curved reformations: the path file and what it asks for
+        {"cpr good.nii --path missing.txt -o x.png", "missing.txt"},
+        {"cpr good.nii --path bad.txt -o x.png", "bad.txt:2"},
+        {"cpr good.nii --path one.txt -o x.png", "two distinct points"},
+        {"cpr good.nii --path same.txt -o x.png", "two distinct points"},
+        {"cpr good.nii --path outside.txt -o x.png", "outside.txt:2: point lies outside the volume"},
+        {"cpr good.nii --path outside.txt --path-units mm -o x.png", "outside.txt:2: point lies outside"},
+        {"cpr good.nii -o x.png", "--path"},
+        {"cpr --phantom --path along.txt --mode stretch --direction 0,0,1 -o x.png", "no length"},
+        {"cpr --phantom --mode stretch --uniform -o x.png", "--mode straight"},
+        {"cpr --phantom --mode bend -o x.png", "--mode"},
+        {"cpr --phantom --direction 0,0,0 -o x.png", "zero"},
+        {"cpr --phantom --path-units inch -o x.png", "--path-units"},
+        {"cpr --phantom -o x.jpg", "ending in .png"},
     };
     for (const auto& c : cases) ExpectRefused(c[0], c[1]);
 }
@@ -501,6 +521,74 @@ TEST_F(Zelgen, GoldenPhantomPictures)
         char line[256];
         std::snprintf(line, sizeof(line), "%016llx %s\n",
                       static_cast<unsigned long long>(Render(std::string("--phantom ") + view).Hash()), view);
+        table += line;
+    }
+    if (update) std::ofstream(golden) << table;
+    EXPECT_EQ(table, ReadText(golden));
+}
+
+// A bright tube winding along z: a reformation along its centre shows it
+// straight down the middle column, whether the path is given in voxels or in
+// millimetres; the phantom's vessel reformations keep their pixels.
+TEST_F(Zelgen, CprFollowsThePath)
+{
+    const double lps[3][3] = {{-0.9, 0, 0}, {0, -0.9, 0}, {0, 0, 1.2}};
+    TestVolume v = MakeVolume(40, 36, 30, lps);
+    auto centre = [](double z) { return 20 + 8 * std::sin(z / 5); };
+    for (int z = 0; z < 30; ++z)
+        for (int y = 0; y < 36; ++y)
+            for (int x = 0; x < 40; ++x) v.At(x, y, z) = std::hypot(x - centre(z), y - 18.0) < 2.5 ? 1000 : 0;
+    WriteNifti(Path("tube.nii"), v, 1, DT_INT16);
+    std::string voxels, mm;
+    for (double z = 2; z <= 27; z += 2.5) {
+        const double p[3] = {centre(z), 18.0, z};
+        char line[128];
+        std::snprintf(line, sizeof(line), "%.9g %.9g %.9g\n", p[0], p[1], p[2]);
+        voxels += line;
+        double w[3];
+        for (int r = 0; r < 3; ++r) w[r] = v.m[r][3] + v.m[r][0] * p[0] + v.m[r][1] * p[1] + v.m[r][2] * p[2];
+        std::snprintf(line, sizeof(line), "%.9g, %.9g, %.9g  # mm\n", w[0], w[1], w[2]);
+        mm += line;
+    }
+    WriteBytes(Path("tube.txt"), voxels, false);
+    WriteBytes(Path("tube-mm.txt"), mm, false);
+    auto cpr = [this](const std::string& args) {
+        const Result r = Run("cpr " + args + " -o cpr.png");
+        Picture p;
+        EXPECT_EQ(r.status, 0) << args << ": " << r.err;
+        EXPECT_TRUE(ReadPng(Path("cpr.png"), p)) << args;
+        return p;
+    };
+    for (const char* mode : {"straight", "fixed", "stretch"}) {
+        const Picture picture =
+            cpr(std::string("tube.nii --path tube.txt --window 1000,500 --width 20 --mode ") + mode);
+        // The points in mm come back as voxels to within rounding, which may
+        // move a stretched row by a fifth of a pixel.
+        const Picture fromMm =
+            cpr(std::string("tube.nii --path tube-mm.txt --path-units mm --window 1000,500 --width 20 --mode ") + mode);
+        ASSERT_EQ(fromMm.pixels.size(), picture.pixels.size()) << mode;
+        double difference = 0;
+        for (std::size_t i = 0; i < picture.pixels.size(); ++i)
+            difference += std::abs(fromMm.pixels[i] - picture.pixels[i]);
+        EXPECT_LT(difference / picture.pixels.size(), 0.1) << mode;
+        if (std::string(mode) == "stretch") continue;  // the tube keeps its depth there
+        for (int y = picture.height / 4; y < picture.height * 3 / 4; ++y)
+            EXPECT_GT(picture.At((picture.width - 1) / 2, y), 200) << mode << " row " << y;
+    }
+
+    const std::string golden = std::string(ZELGEN_GOLDEN_DIR) + "/zelgen_cpr.txt";
+    const bool update = std::getenv("ZELGEN_UPDATE_GOLDEN") != nullptr;
+    const char* views[] = {
+        "--window angio --nearest",
+        "--mode stretch --slab 6 --mip --window angio --size 100",
+        "--mode fixed --horizontal --rotate 30 --window brain --size 120x80",
+        "--width 40 --slab 4 --minip --window brain --nearest",
+    };
+    std::string table;
+    for (const char* view : views) {
+        char line[256];
+        std::snprintf(line, sizeof(line), "%016llx %s\n",
+                      static_cast<unsigned long long>(cpr(std::string("--phantom ") + view).Hash()), view);
         table += line;
     }
     if (update) std::ofstream(golden) << table;

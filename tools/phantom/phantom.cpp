@@ -187,6 +187,20 @@ void ZelPhantomVesselCentre(const ZelPhantomOptions& o, float z, float& x, float
     y = 0.5f * (o.sizeY - 1) + v * 0.5f * o.sizeY;
 }
 
+std::vector<Zel3DVector<float>> ZelPhantomVesselPath(const ZelPhantomOptions& o, int points)
+{
+    // From 85 % of the height down to 15 %, where the vessel runs inside the
+    // skull.
+    std::vector<Zel3DVector<float>> path;
+    for (int k = 0; k < points; ++k) {
+        const float z = (0.85f - 0.7f * static_cast<float>(k) / static_cast<float>(points - 1)) * (o.sizeZ - 1);
+        float x, y;
+        ZelPhantomVesselCentre(o, z, x, y);
+        path.push_back({x, y, z});
+    }
+    return path;
+}
+
 ZelImage<short>* ZelMakeHeadPhantom(const ZelPhantomOptions& o)
 {
     ZelImage<short>* image = Allocated<short>(o);

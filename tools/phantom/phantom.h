@@ -2,6 +2,9 @@
 // and the benchmarks: no data files needed.
 #pragma once
 
+#include <vector>
+
+#include "Zel3DVector.h"
 #include "ZelImage.h"
 
 struct ZelPhantomOptions {
@@ -57,3 +60,7 @@ ZelImage<short>* ZelMakeHeadPhantomUptake(const ZelPhantomOptions& options);
 // Centre line of the phantom's vessel at height z (voxel units), in voxel
 // units, for tests and demos that follow it.
 void ZelPhantomVesselCentre(const ZelPhantomOptions& options, float z, float& x, float& y);
+
+// Points along the vessel's centre line inside the skull, head end first,
+// in voxel units: a path to follow the vessel with a curved reformation.
+std::vector<Zel3DVector<float>> ZelPhantomVesselPath(const ZelPhantomOptions& options, int points = 12);

@@ -47,6 +47,17 @@ OptionAction SetNumber(double& target, double lo, double hi, const char* what, b
     };
 }
 
+OptionAction SetPictureSize(int& width, int& height, const char* what)
+{
+    return [&width, &height, what](const std::string& value, std::string& error) {
+        long long w, h;
+        if (!ParsePair(value, 'x', 1, 8192, true, w, h, error, what)) return false;
+        width = static_cast<int>(w);
+        height = static_cast<int>(h);
+        return true;
+    };
+}
+
 bool ParseArguments(const std::vector<std::string>& args, const std::vector<OptionGroup>& groups,
                     std::string& positional, bool& helpAsked, std::string& error)
 {

@@ -56,6 +56,8 @@ OptionAction SetFlag(bool& target);
 OptionAction SetText(std::string& target, const char* what);
 OptionAction SetNumber(double& target, double lo, double hi, const char* what, bool* given = nullptr);
 OptionAction SetInt(int& target, int lo, int hi, const char* what);
+// "W[xH]" picture sizes, 1 to 8192; a missing H is 0.
+OptionAction SetPictureSize(int& width, int& height, const char* what);
 template <class E>
 OptionAction SetChoice(E& target, std::vector<std::pair<std::string, E>> names, const char* what)
 {

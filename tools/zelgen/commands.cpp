@@ -1,9 +1,11 @@
-// The commands `info` and `render`: the stages wired together.
+// The commands `info`, `render` and `cpr`: the stages wired together.
 #include <cmath>
 #include <cstdio>
+#include <functional>
 
 #include "ZelCPUController.h"
 #include "commands.h"
+#include "cpr.h"
 #include "layers.h"
 #include "output.h"
 #include "readers.h"
@@ -64,6 +66,16 @@ int RunInfo(const std::vector<std::string>& args)
     std::printf("\norientation:  %s from %s: i towards %s, j towards %s, k towards %s\n", OrientationCode(map).c_str(),
                 volume.geometrySource.c_str(), kAxisWords[map.patientAxis[0]][map.sign[0] > 0],
                 kAxisWords[map.patientAxis[1]][map.sign[1] > 0], kAxisWords[map.patientAxis[2]][map.sign[2] > 0]);
+    // Where the voxels lie in the world: the frame of mm paths (zelgen cpr).
+    double first[3], last[3];
+    for (int r = 0; r < 3; ++r) {
+        first[r] = volume.ijkToPatient[r][3];
+        last[r] = first[r];
+        for (int a = 0; a < 3; ++a) last[r] += volume.ijkToPatient[r][a] * (volume.size[a] - 1);
+    }
+    std::printf("world:        voxel 0,0,0 at %.1f, %.1f, %.1f mm; voxel %d,%d,%d at %.1f, %.1f, %.1f mm\n", first[0],
+                first[1], first[2], volume.size[0] - 1, volume.size[1] - 1, volume.size[2] - 1, last[0], last[1],
+                last[2]);
     const double tilt = TiltDegrees(volume.ijkToPatient);
     if (tilt >= kTiltWorthMentioning)
         std::printf(
@@ -88,41 +100,38 @@ void Note(bool quiet, const std::string& message)
     if (!quiet) std::fprintf(stderr, "zelgen: note: %s\n", message.c_str());
 }
 
-int RunRender(const std::vector<std::string>& args)
-{
-    RenderOptions options;
-    int status;
-    if (!Begin([&](bool& help, std::string& e) { return ParseRenderOptions(args, options, help, e); }, RenderUsage,
-               status))
-        return status;
-    std::string error;
-    const RunOptions& run = options.run;
-    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
+namespace {
 
-    // Reading: the header first, so that the voxels go straight into the
-    // layout the planes prefer.
+using PlanesFor = std::function<std::unique_ptr<PlaneChoice>(const Volume& volume, std::string& error)>;
+
+// The stages after the options: the header first, then the planes (planned
+// from the volume's description, so that the voxels go straight into the
+// layout they prefer), the voxels, the values (background, window) and the
+// pictures. `plane` gives the background.
+int RunStages(const InputOptions& input, const PlaneOptions& plane, const PictureOptions& picture,
+              const LayerOptions& layers, const OutputOptions& output, const RunOptions& run, bool numbered,
+              const PlanesFor& choosePlanes)
+{
+    std::string error;
+    if (run.threads > 0) ZelCPUController::SetAvailableCPUNum(run.threads);
     Volume volume;
-    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(options.input, error);
+    std::unique_ptr<VolumeReader> reader = OpenVolumeReader(input, error);
     if (!reader || !reader->ReadHeader(volume, error)) return ReportError(error);
-    const OutputOptions& output = options.output;
-    const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
-    std::unique_ptr<PlaneChoice> planes = ChoosePlanes(volume, options.plane, cells, error);
+    std::unique_ptr<PlaneChoice> planes = choosePlanes(volume, error);
     if (!planes) return ReportError(error);
     const bool tiled =
         run.layout == LayoutChoice::Auto ? planes->PrefersTiled(volume) : run.layout == LayoutChoice::Tiled;
     if (!reader->ReadVoxels(volume, tiled ? ZEL_ALIGNMENT_TILED : ZEL_ALIGNMENT_LINEAR, error))
         return ReportError(error);
 
-    // The values: background, window.
     const ValueStats stats = ComputeValueStats(volume);
-    const short background = StoredBackground(volume, stats, options.plane);
+    const short background = StoredBackground(volume, stats, plane);
     FillNoValue(volume, background);
     planes->SetBackground(background);
     PictureRecipe recipe;
-    if (!PlanDisplay(volume, stats, options.picture, recipe.display, error)) return ReportError(error);
+    if (!PlanDisplay(volume, stats, picture, recipe.display, error)) return ReportError(error);
     std::vector<std::string> layerNotes;
-    if (!AddLayers(volume, *planes, options.input, options.layers, options.plane.nearest, recipe, layerNotes, error))
-        return ReportError(error);
+    if (!AddLayers(volume, *planes, input, layers, plane.nearest, recipe, layerNotes, error)) return ReportError(error);
 
     for (const std::string& note : volume.notes) Note(run.quiet, volume.source + ": " + note);
     for (const std::string& note : layerNotes) Note(run.quiet, note);
@@ -133,7 +142,38 @@ int RunRender(const std::vector<std::string>& args)
 
     const RenderJob job{volume.image.get(), *planes, recipe};
     std::string summary;
-    if (!WritePictures(job, output, run, options.plane.series, summary, error)) return ReportError(error);
+    if (!WritePictures(job, output, run, numbered, summary, error)) return ReportError(error);
     if (!run.quiet) std::fprintf(stderr, "zelgen: wrote %s\n", summary.c_str());
     return 0;
+}
+
+}  // namespace
+
+int RunRender(const std::vector<std::string>& args)
+{
+    RenderOptions options;
+    int status;
+    if (!Begin([&](bool& help, std::string& e) { return ParseRenderOptions(args, options, help, e); }, RenderUsage,
+               status))
+        return status;
+    const OutputOptions& output = options.output;
+    const int cells = output.mosaic && !options.plane.series ? output.mosaicColumns * output.mosaicRows : 0;
+    return RunStages(
+        options.input, options.plane, options.picture, options.layers, output, options.run, options.plane.series,
+        [&](const Volume& volume, std::string& error) { return ChoosePlanes(volume, options.plane, cells, error); });
+}
+
+int RunCpr(const std::vector<std::string>& args)
+{
+    CprOptions options;
+    int status;
+    if (!Begin([&](bool& help, std::string& e) { return ParseCprOptions(args, options, help, e); }, CprUsage, status))
+        return status;
+    PlaneOptions background;
+    background.haveBackground = options.haveBackground;
+    background.background = options.background;
+    const LayerOptions noLayers;
+    // The path is checked against the header before any voxel is read.
+    return RunStages(options.input, background, options.picture, noLayers, options.output, options.run, false,
+                     [&](const Volume& volume, std::string& error) { return MakeCprPlane(volume, options, error); });
 }

@@ -10,6 +10,7 @@
 
 int RunInfo(const std::vector<std::string>& args);
 int RunRender(const std::vector<std::string>& args);
+int RunCpr(const std::vector<std::string>& args);
 int RunDemo(const std::vector<std::string>& args);
 
 // Prints the error line and returns the status for bad input.

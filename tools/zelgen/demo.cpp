@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "commands.h"
+#include "cpr.h"
 #include "layers.h"
 #include "output.h"
 #include "png_writer.h"
@@ -18,6 +19,7 @@ struct GalleryItem {
     const char* file;
     const char* title;  // also the contact sheet caption
     std::vector<std::string> args;
+    bool cpr = false;  // `zelgen cpr` along the phantom's vessel, else `zelgen render`
 };
 
 const std::vector<GalleryItem>& Gallery()
@@ -43,6 +45,13 @@ const std::vector<GalleryItem>& Gallery()
          {"--plane", "sagittal", "--phantom-labels", "--outline", "--window", "brain", "--position", "-64"}},
         {"fused-pet.png", "Fused with a simulated PET", {"--phantom-pet", "--alpha", "0.4", "--window", "brain"}},
         {"viridis.png", "Bone window, viridis", {"--window", "bone", "--palette", "viridis", "--position", "55"}},
+        {"cpr-straight.png", "Vessel straightened (CPR)", {"--window", "angio"}, true},
+        {"cpr-turned.png", "Straightened, turned 90 deg", {"--rotate", "90", "--window", "angio"}, true},
+        {"cpr-stretched.png", "Vessel stretched (CPR)", {"--mode", "stretch", "--window", "angio"}, true},
+        {"cpr-mip.png",
+         "Stretched CPR, MIP 6 mm",
+         {"--mode", "stretch", "--slab", "6", "--mip", "--window", "angio"},
+         true},
     };
     return items;
 }
@@ -65,7 +74,7 @@ std::string HtmlEscape(const std::string& text)
 
 std::string CommandLine(const GalleryItem& item)
 {
-    std::string line = "zelgen render --phantom";
+    std::string line = item.cpr ? "zelgen cpr --phantom" : "zelgen render --phantom";
     for (const std::string& a : item.args) line += " " + a;
     return line + " -o " + item.file;
 }
@@ -110,16 +119,21 @@ int RunDemo(const std::vector<std::string>& args)
             if (pass == 1)
                 arguments.insert(arguments.end(), {"--size", std::to_string(cell) + "x" + std::to_string(cell)});
             RenderOptions options;
+            CprOptions cpr;
             bool help = false;
             std::unique_ptr<PlaneChoice> planes;
             PictureRecipe recipe;
             ZelImageBuffer buffer;
             std::vector<std::string> notes;
-            const bool ok =
-                ParseRenderOptions(arguments, options, help, error) &&
-                (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
-                PlanDisplay(volume, stats, options.picture, recipe.display, error) &&
-                AddLayers(volume, *planes, input, options.layers, options.plane.nearest, recipe, notes, error);
+            const bool ok = item.cpr ? ParseCprOptions(arguments, cpr, help, error) &&
+                                           (planes = MakeCprPlane(volume, cpr, error)) != nullptr &&
+                                           PlanDisplay(volume, stats, cpr.picture, recipe.display, error)
+                                     : ParseRenderOptions(arguments, options, help, error) &&
+                                           (planes = ChoosePlanes(volume, options.plane, 0, error)) != nullptr &&
+                                           PlanDisplay(volume, stats, options.picture, recipe.display, error) &&
+                                           AddLayers(volume, *planes, input, options.layers, options.plane.nearest,
+                                                     recipe, notes, error);
+            // The phantom's minimum, as for a picture without --background.
             if (ok) planes->SetBackground(StoredBackground(volume, stats, options.plane));
             if (!ok || !RenderPicture(RenderJob{volume.image.get(), *planes, recipe}, 0, buffer, error))
                 return ReportError(std::string(item.file) + ": " + error);

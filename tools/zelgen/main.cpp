@@ -24,6 +24,7 @@ int main(int argc, char** argv)
     }
     if (command == "info") return RunInfo(args);
     if (command == "render") return RunRender(args);
+    if (command == "cpr") return RunCpr(args);
     if (command == "demo") return RunDemo(args);
-    return ReportError("unknown command '" + command + "' (commands: info, render, demo; see zelgen --help)");
+    return ReportError("unknown command '" + command + "' (commands: info, render, cpr, demo; see zelgen --help)");
 }

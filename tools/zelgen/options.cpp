@@ -6,8 +6,6 @@
 
 #include "options.h"
 
-namespace {
-
 bool EndsWithPng(const std::string& path)
 {
     if (path.size() < 4) return false;
@@ -15,6 +13,8 @@ bool EndsWithPng(const std::string& path)
     for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return tail == ".png";
 }
+
+namespace {
 
 std::vector<OptionGroup> RenderGroups(RenderOptions& o)
 {
@@ -92,6 +92,7 @@ const char* MainUsage()
            "commands:\n"
            "  info FILE             size, voxel type, spacing, value range and orientation of a volume\n"
            "  render FILE -o OUT    one plane, a series of planes or a mosaic as PNG pictures\n"
+           "  cpr FILE --path P     a curved reformation along the path in file P\n"
            "  demo OUTDIR           a gallery of the built-in head phantom, with index.html\n"
            "\n"
            "Volumes: NIfTI-1 and NIfTI-2 (.nii, plain or gzip-compressed whatever the name),\n"
@@ -141,7 +142,8 @@ const char* DemoUsage()
            "\n"
            "Renders a gallery of the built-in head phantom into OUTDIR (made if missing):\n"
            "axial, coronal and sagittal planes, an oblique plane, slab MIPs, several\n"
-           "windows, a palette, its structures as a label overlay and a simulated PET\n"
-           "fused with it, with index.html showing them with their captions and gallery.png,\n"
-           "a contact sheet of all of them. Prints the path of index.html.\n";
+           "windows, a palette, its structures as a label overlay, a simulated PET fused\n"
+           "with it and curved reformations along its vessel, with index.html showing\n"
+           "them with their captions and gallery.png, a contact sheet of all of them.\n"
+           "Prints the path of index.html.\n";
 }

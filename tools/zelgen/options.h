@@ -152,6 +152,8 @@ std::vector<OptionGroup> PlaneOptionGroups(PlaneOptions& plane);
 OptionGroup PictureOptionGroup(PictureOptions& picture);
 OptionGroup LayerOptionGroup(LayerOptions& layers);
 OptionGroup OutputOptionGroup(OutputOptions& output);
+// The output stage's -o alone (for commands that write one picture).
+OptionRule OutputFileRule(OutputOptions& output, const char* help = "the picture (written whole or not at all)");
 OptionGroup RunOptionGroup(RunOptions& run);
 
 // Checks within one stage, after parsing. `positional` is the input file.
@@ -174,6 +176,9 @@ const WindowPreset* FindWindowPreset(const std::string& name);
 bool ParseRenderOptions(const std::vector<std::string>& args, RenderOptions& options, bool& helpAsked,
                         std::string& error);
 bool ParseInfoOptions(const std::vector<std::string>& args, InputOptions& input, bool& helpAsked, std::string& error);
+
+// Whether an output name ends in .png (any case).
+bool EndsWithPng(const std::string& path);
 
 // Help texts.
 const char* MainUsage();

@@ -146,14 +146,18 @@ bool SeriesFileName(const std::string& output, int index, std::string& name, std
 }
 
 // The options of this stage, and of the run.
+OptionRule OutputFileRule(OutputOptions& o, const char* help)
+{
+    return {"-o", "OUT.png", help, SetText(o.path, "-o")};
+}
+
 OptionGroup OutputOptionGroup(OutputOptions& o)
 {
     return {"output",
             {
-                {"-o", "OUT.png",
-                 "the picture (written whole or not at all); with --slices a series\nOUT_0042.png, ... (or a printf "
-                 "pattern such as out/%03d.png)",
-                 SetText(o.path, "-o")},
+                OutputFileRule(o,
+                               "the picture (written whole or not at all); with --slices a series\nOUT_0042.png, ... "
+                               "(or a printf pattern such as out/%03d.png)"),
                 {"--mosaic", "COLSxROWS",
                  "one picture of many slices of the plane in a grid (a lightbox):\nevenly spaced through the volume, "
                  "or those of --slices",

@@ -155,13 +155,7 @@ OptionGroup PlaneGroup(PlaneOptions& o)
             {"--size", "W[xH]",
              "picture size in pixels (default: one pixel per finest voxel spacing,\nat least 256 on the longer side; "
              "with W alone the height keeps the aspect)",
-             [&o](const std::string& v, std::string& e) {
-                 long long w, h;
-                 if (!ParsePair(v, 'x', 1, 8192, true, w, h, e, "--size")) return false;
-                 o.width = static_cast<int>(w);
-                 o.height = static_cast<int>(h);
-                 return true;
-             }},
+             SetPictureSize(o.width, o.height, "--size")},
         }};
 }
 

@@ -1,4 +1,4 @@
-#include "generators/oblique_kernels_avx2.h"
+#include "generators/voxel_sampling_avx2.h"
 
 #include "generators/dispatch.h"
 #include "generators/slab_reducers.h"
@@ -10,8 +10,6 @@
 #include <cstddef>
 #include <cstring>
 #endif
-
-namespace zel_oblique {
 
 #if ZEL_HAVE_AVX2
 
@@ -34,9 +32,8 @@ struct Consts {
     ptrdiff_t offsetZ;
     __m256i blockRowY;  // tiled: elements per row of blocks and per layer of blocks (16 outer strides)
     __m256i blockRowZ;
-    ZEL_AVX2 explicit Consts(const ObliqueSetup& s)
+    ZEL_AVX2 explicit Consts(const ZelVolumeLayout& layout)
     {
-        const ZelVolumeLayout& layout = s.layout;
         for (int a = 0; a < 3; ++a)
             high[a] = _mm256_set1_epi32(static_cast<int>((layout.size[a] - 1) * kZelFixedOne - 1));
         offsetY = kTiled ? 0 : layout.axis[1].outer;
@@ -185,16 +182,16 @@ ZEL_AVX2 inline __attribute__((always_inline)) __m256i Sample(const short* volum
     return _mm256_srai_epi32(_mm256_add_epi32(Lerp12(b0, b1, wz), _mm256_set1_epi32(16384)), 15);
 }
 
-// Positions of columns first .. first + 7 and the step to the next group.
+// Positions of pixels first .. first + 7 and the step to the next group.
 struct Columns {
     __m256i p[3];
     __m256i step[3];
-    ZEL_AVX2 Columns(const ObliqueSetup& s, const int64_t rowStart[3], int first)
+    ZEL_AVX2 Columns(const ZelTrilinearRun& run, const int64_t start[3], int first)
     {
         const __m256i lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
         for (int a = 0; a < 3; ++a) {
-            const uint32_t p0 = static_cast<uint32_t>(rowStart[a] + static_cast<int64_t>(first) * s.walk.stepX[a]);
-            const __m256i d = _mm256_set1_epi32(s.walk.stepX[a]);
+            const uint32_t p0 = static_cast<uint32_t>(start[a] + static_cast<int64_t>(first) * run.step[a]);
+            const __m256i d = _mm256_set1_epi32(run.step[a]);
             p[a] = _mm256_add_epi32(_mm256_set1_epi32(static_cast<int>(p0)), _mm256_mullo_epi32(lane, d));
             step[a] = _mm256_slli_epi32(d, 3);
         }
@@ -241,15 +238,15 @@ ZEL_AVX2 inline void StoreSlab(short* out, __m256i acc, __m256d count)
 }
 
 template <bool kTiled, int kMode>
-ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int first, int end, short* out)
+ZEL_AVX2 int SlabSpan(const ZelTrilinearRun& run, const int64_t start[3], int first, int end, short* out)
 {
-    const short* volume = static_cast<const short*>(s.volume);
-    const Consts<kTiled> k(s);
-    const __m256i normal[3] = {_mm256_set1_epi32(s.walk.stepNormal[0]), _mm256_set1_epi32(s.walk.stepNormal[1]),
-                               _mm256_set1_epi32(s.walk.stepNormal[2])};
-    const int n = s.steps;
+    const short* volume = run.volume;
+    const Consts<kTiled> k(*run.layout);
+    const __m256i normal[3] = {_mm256_set1_epi32(run.normal[0]), _mm256_set1_epi32(run.normal[1]),
+                               _mm256_set1_epi32(run.normal[2])};
+    const int n = run.steps;
     const __m256d count = _mm256_set1_pd(n + 1);
-    Columns columns(s, rowStart, first);
+    Columns columns(run, start, first);
     int i = first;
     // Two groups of eight columns at a time: their samples are independent,
     // which keeps more loads in flight while earlier ones wait for memory.
@@ -267,8 +264,8 @@ ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int firs
             acc0 = Combine<kMode>(acc0, Sample<kTiled>(volume, k, a[0][0], a[0][1], a[0][2]));
             acc1 = Combine<kMode>(acc1, Sample<kTiled>(volume, k, a[1][0], a[1][1], a[1][2]));
         }
-        StoreSlab<kMode>(out + i, acc0, count);
-        StoreSlab<kMode>(out + i + 8, acc1, count);
+        StoreSlab<kMode>(out + (i - first), acc0, count);
+        StoreSlab<kMode>(out + (i - first) + 8, acc1, count);
     }
     for (; i + 8 <= end; i += 8) {
         __m256i px = columns.p[0];
@@ -281,21 +278,21 @@ ZEL_AVX2 int SlabSpan(const ObliqueSetup& s, const int64_t rowStart[3], int firs
             pz = _mm256_add_epi32(pz, normal[2]);
             acc = Combine<kMode>(acc, Sample<kTiled>(volume, k, px, py, pz));
         }
-        StoreSlab<kMode>(out + i, acc, count);
+        StoreSlab<kMode>(out + (i - first), acc, count);
         columns.Next();
     }
     return i;
 }
 
 template <bool kTiled>
-ZEL_AVX2 int PlaneSpan(const ObliqueSetup& s, const int64_t rowStart[3], int first, int end, short* out)
+ZEL_AVX2 int PlaneSpan(const ZelTrilinearRun& run, const int64_t start[3], int first, int end, short* out)
 {
-    const short* volume = static_cast<const short*>(s.volume);
-    const Consts<kTiled> k(s);
-    Columns columns(s, rowStart, first);
+    const short* volume = run.volume;
+    const Consts<kTiled> k(*run.layout);
+    Columns columns(run, start, first);
     int i = first;
     for (; i + 8 <= end; i += 8) {
-        Store(out + i, Sample<kTiled>(volume, k, columns.p[0], columns.p[1], columns.p[2]));
+        Store(out + (i - first), Sample<kTiled>(volume, k, columns.p[0], columns.p[1], columns.p[2]));
         columns.Next();
     }
     return i;
@@ -306,40 +303,44 @@ ZEL_AVX2 int PlaneSpan(const ObliqueSetup& s, const int64_t rowStart[3], int fir
 // The entry points carry no target attribute of their own (they only pass
 // plain arguments on), so that they match their declarations.
 template <bool kTiled, int kMode>
-int ObliqueSlabSpanAvx2(const ObliqueSetup& s, const std::int64_t rowStart[3], int first, int end, short* out)
+int ZelSlabSpanAvx2(const ZelTrilinearRun& run, const std::int64_t start[3], int first, int end, short* out)
 {
-    return SlabSpan<kTiled, kMode>(s, rowStart, first, end, out);
+    return SlabSpan<kTiled, kMode>(run, start, first, end, out);
 }
 
 template <bool kTiled>
-int ObliquePlaneSpanAvx2(const ObliqueSetup& s, const std::int64_t rowStart[3], int first, int end, short* out)
+int ZelTrilinearSpanAvx2(const ZelTrilinearRun& run, const std::int64_t start[3], int first, int end, short* out)
 {
-    return PlaneSpan<kTiled>(s, rowStart, first, end, out);
+    return PlaneSpan<kTiled>(run, start, first, end, out);
 }
 
 #else  // no vector kernels in this build
 
 template <bool kTiled, int kMode>
-int ObliqueSlabSpanAvx2(const ObliqueSetup&, const std::int64_t*, int first, int, short*)
+int ZelSlabSpanAvx2(const ZelTrilinearRun&, const std::int64_t*, int first, int, short*)
 {
     return first;
 }
 
 template <bool kTiled>
-int ObliquePlaneSpanAvx2(const ObliqueSetup&, const std::int64_t*, int first, int, short*)
+int ZelTrilinearSpanAvx2(const ZelTrilinearRun&, const std::int64_t*, int first, int, short*)
 {
     return first;
 }
 
 #endif
 
-template int ObliqueSlabSpanAvx2<false, 0>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliqueSlabSpanAvx2<false, 1>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliqueSlabSpanAvx2<false, 2>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliqueSlabSpanAvx2<true, 0>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliqueSlabSpanAvx2<true, 1>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliqueSlabSpanAvx2<true, 2>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliquePlaneSpanAvx2<false>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
-template int ObliquePlaneSpanAvx2<true>(const ObliqueSetup&, const std::int64_t*, int, int, short*);
+template int ZelSlabSpanAvx2<false, 0>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelSlabSpanAvx2<false, 1>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelSlabSpanAvx2<false, 2>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelSlabSpanAvx2<true, 0>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelSlabSpanAvx2<true, 1>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelSlabSpanAvx2<true, 2>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelTrilinearSpanAvx2<false>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
+template int ZelTrilinearSpanAvx2<true>(const ZelTrilinearRun&, const std::int64_t*, int, int, short*);
 
-}  // namespace zel_oblique
+bool ZelVectorFriendly(const ZelImageBase& volume)
+{
+    const Zel3DVector<int> size = volume.GetImageSize();
+    return size.x >= 2 && size.y >= 2 && size.z >= 2 && volume.GetElementCount() < (1LL << 31);
+}
