@@ -33,6 +33,7 @@ void BindConvert(py::module_& m);
 void BindCompose(py::module_& m);
 void BindDraw(py::module_& m);
 void BindPaths(py::module_& m);
+void BindCPR(py::module_& m);
 
 [[noreturn]] void Refuse(const std::string& reason);
 

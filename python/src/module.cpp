@@ -13,6 +13,7 @@ PYBIND11_MODULE(_zelimage, m)
     zelpy::BindCompose(m);
     zelpy::BindDraw(m);
     zelpy::BindPaths(m);
+    zelpy::BindCPR(m);
 
     m.def("thread_count", &ZelCPUController::GetAvailableCPUNumInThread,
           "Worker threads a threaded call may start (slabs, multi-oblique).");

@@ -8,7 +8,7 @@
 #include "ZelPath.h"
 #include "ZelPathPlane.h"
 #include "ZelSplineCurve.h"
-#include "common.h"
+#include "paths.h"
 
 namespace zelpy {
 
@@ -117,6 +117,12 @@ struct PathPlane {
 };
 
 }  // namespace
+
+const ZelPathPlane& PathPlaneOf(const py::handle& object)
+{
+    if (!py::isinstance<PathPlane>(object)) Refuse("path_plane must be a zelimage.PathPlane");
+    return object.cast<const PathPlane&>().planes;
+}
 
 void BindPaths(py::module_& m)
 {

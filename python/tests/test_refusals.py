@@ -79,6 +79,12 @@ REFUSALS = [
     (lambda: z.Font("DejaVu Sans", 0), "no font"),
     (lambda: z.Path(np.zeros((3, 2))), "3 components"),
     (lambda: z.PathPlane().update(), "no path is set"),
+    (lambda: z.CPRParam(construction="bent"), "unknown construction 'bent'"),
+    (lambda: z.CPRParam(layout=3), "unknown layout 3"),
+    (lambda: z.CPRGenerator(V).generate(8, 8, z.CPRParam()), "nothing to build its rows from"),
+    (lambda: z.CPRGenerator(z.Volume(A.astype(np.uint8))).generate(8, 8, z.CPRParam(layout="projection")),
+     "signed 16-bit"),
+    (lambda: z.CPRGenerator(V).path_to_oblique(8, 8, 0.5, z.CPRParam()), "no valid line"),
 ]
 
 

@@ -661,3 +661,101 @@ class PathPlane:
     def uniformalize(
         self, progress: Callable[[float], None] | None = None, start: float = 0.0, end: float = 1.0
     ) -> None: ...
+
+# ---- curved planar reformations ----
+
+CPR_ROW_DTYPE: np.dtype[Any]
+"""The structured dtype of CPR rows (rendering points): start, normal, step, row_axis, cross_axis (3 x float32),
+shift (float32), valid, constructed (bool), position, diameter (float32)."""
+
+class CPRParam:
+    """Parameters of a curved planar reformation (rows, layout, slab, band)."""
+
+    def __init__(
+        self,
+        *,
+        path: Path | None = None,
+        construction: int | Literal["straight", "fixed", "stretch"] = "straight",
+        scale: float = 1.0,
+        offset: int = 0,
+        center_column: int = 0,
+        direction: _Vec3Like | None = None,
+        rotation_angle: float = 0.0,
+        pitch: float = 1.0,
+        tangent_span: float = 0.01,
+        up: _Vec3Like | None = None,
+        view: npt.ArrayLike | None = None,
+        layout: int | Literal["columns", "rows", "projection"] = "columns",
+        interpolation: int | Literal["nearest", "linear"] = 1,
+        background: int = 0,
+        slab_mode: int | Literal["none", "maximum", "minimum", "average"] = "none",
+        slab_samples: int = 0,
+        band_width: int | None = None,
+        band_center: int = 0,
+        slab_offset: int = 0,
+    ) -> None: ...
+    path: Path | None
+    construction: int
+    scale: float
+    offset: int
+    center_column: int
+    direction: _Vec3
+    rotation_angle: float
+    pitch: float
+    tangent_span: float
+    up: _Vec3
+    view: _FloatArray
+    layout: int
+    interpolation: int
+    background: int
+    slab_mode: int
+    slab_samples: int
+    band_width: int | None
+    band_center: int
+    slab_offset: int
+    rendering_points: npt.NDArray[Any]
+    """One record per line, of CPR_ROW_DTYPE (a copy), in voxel units."""
+    curve: SplineCurve
+    control_points: _FloatArray
+    def copy(self) -> CPRParam: ...
+
+class CPRGenerator:
+    """Curved planar reformations along a path."""
+
+    def __init__(self, volume: Volume | None = None) -> None: ...
+    volume: Volume | None
+    def generate(
+        self, width: int, height: int, param: CPRParam, rebuild: bool = True, out: npt.NDArray[Any] | None = None
+    ) -> npt.NDArray[Any]: ...
+    def display_to_voxel(
+        self, width: int, height: int, points: npt.ArrayLike, param: CPRParam, return_inside: bool = False
+    ) -> _FloatArray | tuple[_FloatArray, npt.NDArray[np.bool_]]: ...
+    def display_to_path(
+        self, width: int, height: int, points: npt.ArrayLike, param: CPRParam, return_inside: bool = False
+    ) -> _FloatArray | tuple[_FloatArray, npt.NDArray[np.bool_]]: ...
+    def path_to_display(
+        self, width: int, height: int, positions: npt.ArrayLike, param: CPRParam, return_inside: bool = False
+    ) -> _FloatArray | tuple[_FloatArray, npt.NDArray[np.bool_]]: ...
+    def path_to_oblique(self, width: int, height: int, position: float, param: CPRParam) -> ObliqueParam: ...
+    @staticmethod
+    def construct_straight_path(
+        rows: int, scale: float, offset: int, center_column: int, path_plane: PathPlane
+    ) -> npt.NDArray[Any]: ...
+    @staticmethod
+    def construct_fixed_path(
+        rows: int, scale: float, offset: int, center_column: int, direction: _Vec3Like, curve: SplineCurve
+    ) -> npt.NDArray[Any]: ...
+    @staticmethod
+    def construct_stretch_path(
+        rows: int,
+        scale: float,
+        offset: int,
+        center_column: int,
+        direction: _Vec3Like,
+        curve: SplineCurve,
+        control_points: npt.ArrayLike,
+    ) -> npt.NDArray[Any]: ...
+    @staticmethod
+    def construct_projection(
+        scale: float, view: npt.ArrayLike, curve: SplineCurve, control_points: npt.ArrayLike
+    ) -> _FloatArray: ...
