@@ -1,6 +1,6 @@
 # make demo: install what is missing, build, and run the main job on the built-in phantom.
 # make test: the same set-up, then every test (GCC release, Clang release, ASan+UBSan, TSan on the threaded tests).
-.PHONY: all deps build demo test test-release test-install test-clang test-asan test-tsan format format-check bench install clean
+.PHONY: all deps build demo test test-release test-install test-clang test-asan test-tsan format format-check bench bench-python install clean
 
 JOBS ?= 2
 
@@ -47,6 +47,9 @@ bench:
 	cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bench/zel_bench $(BENCH_ARGS)
+
+bench-python: build
+	PYTHONPATH=build/release/python /usr/bin/python3 bench/bench_python.py
 
 FORMAT_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
