@@ -380,6 +380,34 @@ py::array_t<float> NewPoints(const py::array& points, int components)
     return py::array_t<float>(shape);
 }
 
+py::array_t<float, py::array::c_style> ToScalars(const py::handle& object, const char* what)
+{
+    auto a = py::array_t<float, py::array::c_style | py::array::forcecast>::ensure(object);
+    if (!a) {
+        PyErr_Clear();
+        Refuse(std::string(what) + " must be numbers");
+    }
+    return a;
+}
+
+std::vector<Zel3DVector<float>> ToVectorList(const py::handle& object, const char* what)
+{
+    auto points = ToPoints(object, 3, what);
+    if (points.ndim() != 2) Refuse(std::string(what) + " must be an (N, 3) array");
+    std::vector<Zel3DVector<float>> v(static_cast<std::size_t>(points.shape(0)));
+    const float* p = points.data();
+    for (auto& e : v) e = {p[0], p[1], p[2]}, p += 3;
+    return v;
+}
+
+py::array_t<float> FromVectorList(const std::vector<Zel3DVector<float>>& v)
+{
+    py::array_t<float> a({static_cast<py::ssize_t>(v.size()), py::ssize_t(3)});
+    float* p = a.mutable_data();
+    for (const auto& e : v) p[0] = e.x, p[1] = e.y, p[2] = e.z, p += 3;
+    return a;
+}
+
 std::string FormatFloat(float value)
 {
     // The shortest text that reads back as the same float, as Python prints a

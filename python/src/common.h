@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Zel2DVector.h"
 #include "Zel3DVector.h"
@@ -157,6 +158,36 @@ std::unique_ptr<ZelRGBBase<unsigned char>[]> ToPalette(const py::handle& object,
 py::array_t<float, py::array::c_style> ToPoints(const py::handle& object, int components, const char* what);
 // A result of `components` per point with the leading shape of `points`.
 py::array_t<float> NewPoints(const py::array& points, int components);
+// Numbers of any shape as float32.
+py::array_t<float, py::array::c_style> ToScalars(const py::handle& object, const char* what);
+// An (N, 3) array as a list of vectors, and back.
+std::vector<Zel3DVector<float>> ToVectorList(const py::handle& object, const char* what);
+py::array_t<float> FromVectorList(const std::vector<Zel3DVector<float>>& v);
+
+// Maps every entry of `in` (points with `inComponents` on the last axis, or
+// scalars when it is 1) to `outComponents` values with `map(in, out)`, which
+// returns the entry's inside flag. The result keeps the leading shape; with
+// returnInside it comes with a bool array of the flags. Runs without the GIL.
+template <class Map>
+py::object MapEach(const py::array_t<float, py::array::c_style>& in, int inComponents, int outComponents,
+                   bool returnInside, Map map)
+{
+    std::vector<py::ssize_t> leading(in.shape(), in.shape() + in.ndim() - (inComponents > 1 ? 1 : 0));
+    std::vector<py::ssize_t> shape = leading;
+    if (outComponents > 1) shape.push_back(outComponents);
+    py::array_t<float> result(shape);
+    py::array_t<bool> inside(leading);
+    const py::ssize_t n = in.size() / inComponents;
+    const float* src = in.data();
+    float* dst = result.mutable_data();
+    bool* flags = inside.mutable_data();
+    {
+        py::gil_scoped_release release;
+        for (py::ssize_t i = 0; i < n; ++i) flags[i] = map(src + i * inComponents, dst + i * outComponents);
+    }
+    if (returnInside) return py::make_tuple(result, inside);
+    return std::move(result);
+}
 
 std::string FormatFloat(float value);
 std::string FormatVector(const Zel3DVector<float>& v);

@@ -70,24 +70,6 @@ std::vector<Row> ToRows(const py::object& object)
     return rows;
 }
 
-std::vector<Vec> ToVectors(const py::handle& object, const char* what)
-{
-    auto points = ToPoints(object, 3, what);
-    if (points.ndim() != 2) Refuse(std::string(what) + " must be an (N, 3) array");
-    std::vector<Vec> v(static_cast<std::size_t>(points.shape(0)));
-    const float* p = points.data();
-    for (auto& e : v) e = {p[0], p[1], p[2]}, p += 3;
-    return v;
-}
-
-py::array_t<float> FromVectors(const std::vector<Vec>& v)
-{
-    py::array_t<float> a({static_cast<py::ssize_t>(v.size()), py::ssize_t(3)});
-    float* p = a.mutable_data();
-    for (const auto& e : v) p[0] = e.x, p[1] = e.y, p[2] = e.z, p += 3;
-    return a;
-}
-
 int ParseName(const py::handle& value, std::initializer_list<const char*> names, const char* what)
 {
     const int count = static_cast<int>(names.size());
@@ -190,80 +172,30 @@ void CheckGeneration(const Param& p, const ZelImageBase& volume)
     if (!(p.scale > 0.0f) || !std::isfinite(p.scale)) Refuse("scale must be positive and finite");
 }
 
-struct CPRGenerator {
-    py::object volume = py::none();
-};
-
-ZelCPRImageGenerator CPROf(const CPRGenerator& self)
-{
-    ZelCPRImageGenerator generator;
-    generator.SetImage(GreyImageOf(self.volume, "volume"));
-    return generator;
-}
+using CPRGenerator = GeneratorOf<ZelCPRImageGenerator>;
 
 py::array Generate(const CPRGenerator& self, int width, int height, CPRParam& param, bool rebuild,
                    const py::object& out)
 {
     const py::object keepVolume = self.volume;
     const py::object keepPath = param.path;
-    ZelCPRImageGenerator generator = CPROf(self);
+    ZelCPRImageGenerator generator = self.Make();
     if (width < 1 || height < 1) Refuse("width and height must be at least 1");
     CheckGeneration(param.p, *generator.GetImage());
     const int type = generator.GetImage()->GetVoxelType();
-    const py::dtype dtype = DtypeOfVoxelType(type);
-    py::array target;
-    if (out.is_none()) {
-        target = py::array(dtype, std::vector<py::ssize_t>{height, width});
-    } else {
-        target = CheckArrayDims(out, "out", true, 2);
-        if (!target.dtype().equal(dtype) || target.shape(0) != height || target.shape(1) != width) {
-            Refuse("out must be a (height, width) array of the volume's dtype");
-        }
-    }
-    std::unique_ptr<ZelImageBase> image(ZelCreateImage(type, &BorrowingAllocator::Instance()));
-    BorrowImage(*image, target, width, height, 1);
+    py::array target = OutputImage(type, width, height, out);
+    OutputImageWrap output(type, target, width, height);
     bool ok = false;
     {
         py::gil_scoped_release release;
         std::lock_guard<std::mutex> guard(param.lock);
-        ok = generator.GenerateImage(image.get(), param.p, rebuild);
+        ok = generator.GenerateImage(output.image.get(), param.p, rebuild);
     }
     if (!ok) {
         Refuse(rebuild ? "the CPR generator has nothing to build its rows from (set a path with two or more points)"
                        : "the CPR generator refused the parameters");
     }
     return target;
-}
-
-// Maps positions of shape (...) or points of shape (..., 2) one by one.
-template <class Map>
-py::object MapEach(const py::array_t<float, py::array::c_style | py::array::forcecast>& in, int inComponents,
-                   int outComponents, bool returnInside, Map map)
-{
-    std::vector<py::ssize_t> leading(in.shape(), in.shape() + in.ndim() - (inComponents > 1 ? 1 : 0));
-    std::vector<py::ssize_t> shape = leading;
-    if (outComponents > 1) shape.push_back(outComponents);
-    py::array_t<float> result(shape);
-    py::array_t<bool> inside(leading);
-    const py::ssize_t n = in.size() / inComponents;
-    {
-        py::gil_scoped_release release;
-        for (py::ssize_t i = 0; i < n; ++i) {
-            inside.mutable_data()[i] = map(in.data() + i * inComponents, result.mutable_data() + i * outComponents);
-        }
-    }
-    if (returnInside) return py::make_tuple(result, inside);
-    return std::move(result);
-}
-
-py::array_t<float, py::array::c_style | py::array::forcecast> ToScalars(const py::object& object, const char* what)
-{
-    auto a = py::array_t<float, py::array::c_style | py::array::forcecast>::ensure(object);
-    if (!a) {
-        PyErr_Clear();
-        Refuse(std::string(what) + " must be numbers");
-    }
-    return a;
 }
 
 const char* kParamDoc = R"(Parameters of a curved planar reformation.
@@ -375,8 +307,8 @@ void BindCPR(py::module_& m)
             "curve", [](const CPRParam& c) { return c.p.curve; }, [](CPRParam& c, const Curve& v) { c.p.curve = v; },
             "The curve of fixed, stretched and projected rows (a copy).")
         .def_property(
-            "control_points", [](const CPRParam& c) { return FromVectors(c.p.controlPoints); },
-            [](CPRParam& c, const py::object& v) { c.p.controlPoints = ToVectors(v, "control_points"); })
+            "control_points", [](const CPRParam& c) { return FromVectorList(c.p.controlPoints); },
+            [](CPRParam& c, const py::object& v) { c.p.controlPoints = ToVectorList(v, "control_points"); })
         .def(
             "copy",
             [](const CPRParam& c) {
@@ -399,38 +331,20 @@ void BindCPR(py::module_& m)
                    ", rows=" + std::to_string(p.renderingPoints.size()) + ")";
         });
 
-    py::class_<CPRGenerator>(m, "CPRGenerator", R"(Curved planar reformations along a path.
+    py::class_<CPRGenerator> cPRGenerator(m, "CPRGenerator", R"(Curved planar reformations along a path.
 
 Pictures come back as (height, width) arrays of the volume's dtype; the GIL is
-released while a picture is made.)")
-        .def(py::init([](const py::object& volume) {
-                 CPRGenerator g;
-                 if (!volume.is_none()) GreyImageOf(volume, "volume");
-                 g.volume = volume;
-                 return g;
-             }),
-             "volume"_a = py::none())
-        .def_property(
-            "volume", [](const CPRGenerator& g) { return g.volume; },
-            [](CPRGenerator& g, const py::object& v) {
-                if (!v.is_none()) GreyImageOf(v, "volume");
-                g.volume = v;
-            })
+released while a picture is made.)");
+    BindVolumeSlot(cPRGenerator);
+    cPRGenerator
         .def("generate", &Generate, "width"_a, "height"_a, "param"_a, "rebuild"_a = true, "out"_a = py::none(),
              "The reformation as a (height, width) array; with rebuild the rows are made from the path first.")
         .def(
             "display_to_voxel",
             [](const CPRGenerator& self, int width, int height, const py::object& points, const CPRParam& param,
                bool returnInside) {
-                const py::object keep = self.volume;
-                const ZelCPRImageGenerator g = CPROf(self);
                 std::lock_guard<std::mutex> guard(param.lock);
-                return MapEach(ToPoints(points, 2, "points"), 2, 3, returnInside, [&](const float* in, float* out) {
-                    Vec v{};
-                    const bool inside = g.DisplayToVoxel(width, height, {in[0], in[1]}, v, param.p);
-                    out[0] = v.x, out[1] = v.y, out[2] = v.z;
-                    return inside;
-                });
+                return DisplayToVoxel(self, width, height, points, param.p, returnInside);
             },
             "width"_a, "height"_a, "points"_a, "param"_a, "return_inside"_a = false,
             "Voxel positions (..., 3) the pixels at display positions (..., 2) sample.")
@@ -439,7 +353,7 @@ released while a picture is made.)")
             [](const CPRGenerator& self, int width, int height, const py::object& points, const CPRParam& param,
                bool returnInside) {
                 const py::object keep = self.volume;
-                const ZelCPRImageGenerator g = CPROf(self);
+                const ZelCPRImageGenerator g = self.Make();
                 std::lock_guard<std::mutex> guard(param.lock);
                 return MapEach(ToPoints(points, 2, "points"), 2, 1, returnInside, [&](const float* in, float* out) {
                     return g.DisplayToPath(width, height, {in[0], in[1]}, *out, param.p);
@@ -452,7 +366,7 @@ released while a picture is made.)")
             [](const CPRGenerator& self, int width, int height, const py::object& positions, const CPRParam& param,
                bool returnInside) {
                 const py::object keep = self.volume;
-                const ZelCPRImageGenerator g = CPROf(self);
+                const ZelCPRImageGenerator g = self.Make();
                 std::lock_guard<std::mutex> guard(param.lock);
                 return MapEach(ToScalars(positions, "positions"), 1, 2, returnInside, [&](const float* in, float* out) {
                     Zel2DVector<float> d{};
@@ -467,7 +381,7 @@ released while a picture is made.)")
             "path_to_oblique",
             [](const CPRGenerator& self, int width, int height, float position, const CPRParam& param) {
                 const py::object keep = self.volume;
-                const ZelCPRImageGenerator g = CPROf(self);
+                const ZelCPRImageGenerator g = self.Make();
                 ZelObliqueImageGeneratorParam oblique;
                 oblique.slabMode = 0;
                 bool ok = false;
@@ -507,7 +421,7 @@ released while a picture is made.)")
                 std::vector<Row> points;
                 ZelCPRImageGenerator::ConstructStretchPath(rows, scale, offset, centerColumn,
                                                            ToVector3(direction, "direction"), curve,
-                                                           ToVectors(controlPoints, "control_points"), points);
+                                                           ToVectorList(controlPoints, "control_points"), points);
                 return FromRows(points);
             },
             "rows"_a, "scale"_a, "offset"_a, "center_column"_a, "direction"_a, "curve"_a, "control_points"_a,
@@ -517,8 +431,8 @@ released while a picture is made.)")
             [](float scale, const py::object& view, const Curve& curve, const py::object& controlPoints) {
                 std::vector<Vec> points;
                 ZelCPRImageGenerator::ConstructProjection(scale, ToMatrix(view, "view"), curve,
-                                                          ToVectors(controlPoints, "control_points"), points);
-                return FromVectors(points);
+                                                          ToVectorList(controlPoints, "control_points"), points);
+                return FromVectorList(points);
             },
             "scale"_a, "view"_a, "curve"_a, "control_points"_a,
             "The curve densified to about one screen row per point along the view's down direction.");

@@ -73,45 +73,22 @@ int& Component(Zel3DVector<int>& v, int axis)
     return axis == 0 ? v.x : axis == 1 ? v.y : v.z;
 }
 
-// The (H, W) output of a grey generator: `out` when given (checked), else new.
-py::array OutputImage(int voxelType, int width, int height, const py::object& out)
+// A width x height picture of the generator's volume (or `out` filled),
+// made without the GIL; `refusal` is the reason the library said no.
+template <class Generator, class Param>
+py::array Fill(Generator& generator, int width, int height, const Param& param, const py::object& out,
+               const char* refusal)
 {
-    const py::dtype dtype = DtypeOfVoxelType(voxelType);
-    if (out.is_none()) return py::array(dtype, std::vector<py::ssize_t>{height, width});
-    py::array array = CheckArrayDims(out, "out", true, 2);
-    if (!array.dtype().equal(dtype))
-        Refuse("out must be " + py::str(py::handle(dtype)).cast<std::string>() + " like the volume");
-    if (array.shape(0) != height || array.shape(1) != width) Refuse("out must have shape (height, width)");
-    return array;
-}
-
-struct OutputImageWrap {
-    std::unique_ptr<ZelImageBase> image;
-    OutputImageWrap(int voxelType, const py::array& array, int width, int height)
-        : image(ZelCreateImage(voxelType, &BorrowingAllocator::Instance()))
-    {
-        BorrowImage(*image, array, width, height, 1);
-    }
-};
-
-// Maps every point of `points` (last axis `inComponents`) through `map`.
-template <class Map>
-py::object MapPoints(const py::handle& points, int inComponents, int outComponents, bool returnInside, Map map)
-{
-    auto in = ToPoints(points, inComponents, "points");
-    auto result = NewPoints(in, outComponents);
-    std::vector<py::ssize_t> leading(in.shape(), in.shape() + in.ndim() - 1);
-    py::array_t<bool> inside(leading);
-    const py::ssize_t n = in.size() / inComponents;
-    const float* src = in.data();
-    float* dst = result.mutable_data();
-    bool* flags = inside.mutable_data();
+    const int type = generator.GetImage()->GetVoxelType();
+    py::array target = OutputImage(type, width, height, out);
+    OutputImageWrap output(type, target, width, height);
+    bool ok = false;
     {
         py::gil_scoped_release release;
-        for (py::ssize_t i = 0; i < n; ++i) flags[i] = map(src + i * inComponents, dst + i * outComponents);
+        ok = generator.GenerateImage(output.image.get(), param);
     }
-    if (returnInside) return py::make_tuple(result, inside);
-    return std::move(result);
+    if (!ok) Refuse(refusal);
+    return target;
 }
 
 // ---- MPR ----
@@ -173,33 +150,15 @@ void CheckMPRParam(const MPRParam& p)
     }
 }
 
-struct MPRGenerator {
-    py::object volume = py::none();
-};
-
-ZelMPRImageGenerator MPROf(const MPRGenerator& self)
-{
-    ZelMPRImageGenerator generator;
-    generator.SetImage(GreyImageOf(self.volume, "volume"));
-    return generator;
-}
+using MPRGenerator = GeneratorOf<ZelMPRImageGenerator>;
 
 py::array GenerateMPR(const MPRGenerator& self, int width, int height, const MPRParam& param, const py::object& out)
 {
     const py::object keep = self.volume;  // alive for the whole call
-    ZelMPRImageGenerator generator = MPROf(self);
+    ZelMPRImageGenerator generator = self.Make();
     CheckSize(width, height);
     CheckMPRParam(param);
-    const int type = generator.GetImage()->GetVoxelType();
-    py::array target = OutputImage(type, width, height, out);
-    OutputImageWrap output(type, target, width, height);
-    bool ok = false;
-    {
-        py::gil_scoped_release release;
-        ok = generator.GenerateImage(output.image.get(), param);
-    }
-    if (!ok) Refuse("the MPR generator refused the parameters");
-    return target;
+    return Fill(generator, width, height, param, out, "the MPR generator refused the parameters");
 }
 
 py::tuple StackMPR(const MPRGenerator& self, const MPRParam& param, int thickness, bool centred, const py::object& mode,
@@ -315,35 +274,18 @@ void CheckObliqueCombination(const ObliqueParam& p, const ZelImageBase& volume)
     }
 }
 
-struct ObliqueGenerator {
-    py::object volume = py::none();
-};
-
-ZelObliqueImageGenerator ObliqueOf(const ObliqueGenerator& self)
-{
-    ZelObliqueImageGenerator generator;
-    generator.SetImage(GreyImageOf(self.volume, "volume"));
-    return generator;
-}
+using ObliqueGenerator = GeneratorOf<ZelObliqueImageGenerator>;
 
 py::array GenerateOblique(const ObliqueGenerator& self, int width, int height, const ObliqueParam& param,
                           const py::object& out)
 {
     const py::object keep = self.volume;
-    ZelObliqueImageGenerator generator = ObliqueOf(self);
+    ZelObliqueImageGenerator generator = self.Make();
     CheckSize(width, height);
     CheckObliqueGeometry(param);
     CheckObliqueCombination(param, *generator.GetImage());
-    const int type = generator.GetImage()->GetVoxelType();
-    py::array target = OutputImage(type, width, height, out);
-    OutputImageWrap output(type, target, width, height);
-    bool ok = false;
-    {
-        py::gil_scoped_release release;
-        ok = generator.GenerateImage(output.image.get(), param);
-    }
-    if (!ok) Refuse("the plane lies too far from the volume for 17.15 fixed point (65536 voxels)");
-    return target;
+    return Fill(generator, width, height, param, out,
+                "the plane lies too far from the volume for 17.15 fixed point (65536 voxels)");
 }
 
 // ---- multi-oblique ----
@@ -440,6 +382,24 @@ py::list GenerateMulti(const MultiObliqueGenerator& self, int width, int height,
 }
 
 }  // namespace
+
+// The (H, W) output of a grey generator: `out` when given (checked), else new.
+py::array OutputImage(int voxelType, int width, int height, const py::object& out)
+{
+    const py::dtype dtype = DtypeOfVoxelType(voxelType);
+    if (out.is_none()) return py::array(dtype, std::vector<py::ssize_t>{height, width});
+    py::array array = CheckArrayDims(out, "out", true, 2);
+    if (!array.dtype().equal(dtype))
+        Refuse("out must be " + py::str(py::handle(dtype)).cast<std::string>() + " like the volume");
+    if (array.shape(0) != height || array.shape(1) != width) Refuse("out must have shape (height, width)");
+    return array;
+}
+
+OutputImageWrap::OutputImageWrap(int voxelType, const py::array& array, int width, int height)
+    : image(ZelCreateImage(voxelType, &BorrowingAllocator::Instance()))
+{
+    BorrowImage(*image, array, width, height, 1);
+}
 
 ZelObliqueImageGeneratorParam ToObliqueParam(const py::handle& object)
 {
@@ -546,25 +506,13 @@ background: the value shown where the plane leaves the volume.)")
                                     t[6].cast<float>(), t[7].cast<bool>(), t[8].cast<bool>(), t[9]);
             }));
 
-    py::class_<MPRGenerator>(m, "MPRGenerator", R"(Axis-aligned slices of a volume.
+    py::class_<MPRGenerator> mPRGenerator(m, "MPRGenerator", R"(Axis-aligned slices of a volume.
 
 Pictures come back as (height, width) arrays of the volume's dtype; one pixel
 is (smallest spacing / zoom) wide. The GIL is released while a picture is made,
-so threads render in parallel; one generator serves any number of threads.)")
-        .def(py::init([](const py::object& volume) {
-                 MPRGenerator g;
-                 if (!volume.is_none()) GreyImageOf(volume, "volume");
-                 g.volume = volume;
-                 return g;
-             }),
-             "volume"_a = py::none())
-        .def_property(
-            "volume", [](const MPRGenerator& g) { return g.volume; },
-            [](MPRGenerator& g, const py::object& v) {
-                if (!v.is_none()) GreyImageOf(v, "volume");
-                g.volume = v;
-            },
-            "The Volume sliced (grey voxels).")
+so threads render in parallel; one generator serves any number of threads.)");
+    BindVolumeSlot(mPRGenerator);
+    mPRGenerator
         .def("generate", &GenerateMPR, "width"_a, "height"_a, "param"_a, "out"_a = py::none(),
              R"(The slice of param as a (height, width) array, or written into `out`.
 
@@ -573,15 +521,8 @@ A slice index outside the volume gives a picture of the background value.)")
             "display_to_voxel",
             [](const MPRGenerator& self, int width, int height, const py::object& points, const MPRParam& param,
                bool returnInside) {
-                const py::object keep = self.volume;
-                const ZelMPRImageGenerator g = MPROf(self);
                 CheckMPRParam(param);
-                return MapPoints(points, 2, 3, returnInside, [&](const float* in, float* out) {
-                    Zel3DVector<float> v{};
-                    const bool inside = g.DisplayToVoxel(width, height, {in[0], in[1]}, v, param);
-                    out[0] = v.x, out[1] = v.y, out[2] = v.z;
-                    return inside;
-                });
+                return DisplayToVoxel(self, width, height, points, param, returnInside);
             },
             "width"_a, "height"_a, "points"_a, "param"_a, "return_inside"_a = false,
             R"(Voxel positions (..., 3) under display positions (..., 2) of a width x height picture.
@@ -591,15 +532,8 @@ With return_inside, also a bool array: True where the voxel lies in the volume.)
             "voxel_to_display",
             [](const MPRGenerator& self, int width, int height, const py::object& points, const MPRParam& param,
                bool returnInside) {
-                const py::object keep = self.volume;
-                const ZelMPRImageGenerator g = MPROf(self);
                 CheckMPRParam(param);
-                return MapPoints(points, 3, 2, returnInside, [&](const float* in, float* out) {
-                    Zel2DVector<float> d{};
-                    const bool inside = g.VoxelToDisplay(width, height, {in[0], in[1], in[2]}, d, param);
-                    out[0] = d.x, out[1] = d.y;
-                    return inside;
-                });
+                return VoxelToDisplay(self, width, height, points, param, returnInside);
             },
             "width"_a, "height"_a, "points"_a, "param"_a, "return_inside"_a = false,
             R"(Display positions (..., 2) of voxel positions (..., 3).
@@ -661,55 +595,21 @@ thickness in the units of the spacing; slab_mode (SlabMode) combines it.)")
                                         t[6].cast<float>());
             }));
 
-    py::class_<ObliqueGenerator>(m, "ObliqueGenerator", R"(Planes of any orientation, optionally as slabs.
+    py::class_<ObliqueGenerator> obliqueGenerator(m, "ObliqueGenerator",
+                                                  R"(Planes of any orientation, optionally as slabs.
 
 Pictures come back as (height, width) arrays of the volume's dtype; the GIL
-is released while a picture is made.)")
-        .def(py::init([](const py::object& volume) {
-                 ObliqueGenerator g;
-                 if (!volume.is_none()) GreyImageOf(volume, "volume");
-                 g.volume = volume;
-                 return g;
-             }),
-             "volume"_a = py::none())
-        .def_property(
-            "volume", [](const ObliqueGenerator& g) { return g.volume; },
-            [](ObliqueGenerator& g, const py::object& v) {
-                if (!v.is_none()) GreyImageOf(v, "volume");
-                g.volume = v;
-            })
+is released while a picture is made.)");
+    BindVolumeSlot(obliqueGenerator);
+    obliqueGenerator
         .def("generate", &GenerateOblique, "width"_a, "height"_a, "param"_a, "out"_a = py::none(),
              "The plane of param as a (height, width) array, or written into `out`.")
-        .def(
-            "display_to_voxel",
-            [](const ObliqueGenerator& self, int width, int height, const py::object& points, const ObliqueParam& param,
-               bool returnInside) {
-                const py::object keep = self.volume;
-                const ZelObliqueImageGenerator g = ObliqueOf(self);
-                return MapPoints(points, 2, 3, returnInside, [&](const float* in, float* out) {
-                    Zel3DVector<float> v{};
-                    const bool inside = g.DisplayToVoxel(width, height, {in[0], in[1]}, v, param);
-                    out[0] = v.x, out[1] = v.y, out[2] = v.z;
-                    return inside;
-                });
-            },
-            "width"_a, "height"_a, "points"_a, "param"_a, "return_inside"_a = false,
-            "Voxel positions (..., 3) under display positions (..., 2); the positions the pixels sample.")
-        .def(
-            "voxel_to_display",
-            [](const ObliqueGenerator& self, int width, int height, const py::object& points, const ObliqueParam& param,
-               bool returnInside) {
-                const py::object keep = self.volume;
-                const ZelObliqueImageGenerator g = ObliqueOf(self);
-                return MapPoints(points, 3, 2, returnInside, [&](const float* in, float* out) {
-                    Zel2DVector<float> d{};
-                    const bool inside = g.VoxelToDisplay(width, height, {in[0], in[1], in[2]}, d, param);
-                    out[0] = d.x, out[1] = d.y;
-                    return inside;
-                });
-            },
-            "width"_a, "height"_a, "points"_a, "param"_a, "return_inside"_a = false,
-            "Display positions (..., 2) of voxel positions (..., 3); the component along the normal is dropped.");
+        .def("display_to_voxel", &DisplayToVoxel<ObliqueGenerator, ObliqueParam>, "width"_a, "height"_a, "points"_a,
+             "param"_a, "return_inside"_a = false,
+             "Voxel positions (..., 3) under display positions (..., 2); the positions the pixels sample.")
+        .def("voxel_to_display", &VoxelToDisplay<ObliqueGenerator, ObliqueParam>, "width"_a, "height"_a, "points"_a,
+             "param"_a, "return_inside"_a = false,
+             "Display positions (..., 2) of voxel positions (..., 3); the component along the normal is dropped.");
 
     // ---- multi-oblique ----
     py::class_<MultiImageParam>(m, "MultiObliqueImageParam", R"(One output of a MultiObliqueGenerator call.
@@ -834,7 +734,7 @@ are spread over the library's worker threads.)")
                 if (!g.GetObliqueParam(index, param, check)) {
                     Refuse("no image " + std::to_string(index) + " with a volume in param.images");
                 }
-                return MapPoints(points, 2, 3, returnInside, [&](const float* in, float* out) {
+                return MapEach(ToPoints(points, 2, "points"), 2, 3, returnInside, [&](const float* in, float* out) {
                     Zel3DVector<float> v{};
                     const bool inside = g.DisplayToVoxel(width, height, index, {in[0], in[1]}, v, param);
                     out[0] = v.x, out[1] = v.y, out[2] = v.z;

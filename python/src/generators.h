@@ -15,4 +15,13 @@ ZelObliqueImageGeneratorParam ToObliqueParam(const py::handle& object);
 // Refuses a centre, orientation, zoom or thickness that is not finite, and zoom 0.
 void CheckObliqueParam(const ZelObliqueImageGeneratorParam& param);
 
+// The (height, width) output of a grey generator of the given voxel type:
+// `out` when given (checked), else a new array.
+py::array OutputImage(int voxelType, int width, int height, const py::object& out);
+// A linear image of that type over the output's memory.
+struct OutputImageWrap {
+    std::unique_ptr<ZelImageBase> image;
+    OutputImageWrap(int voxelType, const py::array& array, int width, int height);
+};
+
 }  // namespace zelpy

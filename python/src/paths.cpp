@@ -17,24 +17,6 @@ namespace {
 using Vec = Zel3DVector<float>;
 using Curve = ZelSplineCurve<Vec>;
 
-std::vector<Vec> ToVectors(const py::handle& object, const char* what)
-{
-    auto points = ToPoints(object, 3, what);
-    if (points.ndim() != 2) Refuse(std::string(what) + " must be an (N, 3) array");
-    std::vector<Vec> v(static_cast<std::size_t>(points.shape(0)));
-    const float* p = points.data();
-    for (auto& e : v) e = {p[0], p[1], p[2]}, p += 3;
-    return v;
-}
-
-py::array_t<float> FromVectors(const std::vector<Vec>& v)
-{
-    py::array_t<float> a({static_cast<py::ssize_t>(v.size()), py::ssize_t(3)});
-    float* p = a.mutable_data();
-    for (const auto& e : v) p[0] = e.x, p[1] = e.y, p[2] = e.z, p += 3;
-    return a;
-}
-
 py::array_t<double> FromDoubles(const std::vector<double>& v)
 {
     py::array_t<double> a(static_cast<py::ssize_t>(v.size()));
@@ -139,7 +121,7 @@ last); closed splines join the last point back to the first.)")
         .def(
             "build",
             [](ZelCurveInterpolation& c, const py::object& points) {
-                const int status = c.Build(ToVectors(points, "points"));
+                const int status = c.Build(ToVectorList(points, "points"));
                 CheckStatus(status);
                 return status;
             },
@@ -154,7 +136,7 @@ last); closed splines join the last point back to the first.)")
         .def("clear", &ZelCurveInterpolation::Clear)
         .def_property("closed", &ZelCurveInterpolation::IsClosed, &ZelCurveInterpolation::SetClosed)
         .def_property_readonly("total_length", &ZelCurveInterpolation::GetTotalLength)
-        .def_property_readonly("knots", [](const ZelCurveInterpolation& c) { return FromVectors(c.GetKnots()); })
+        .def_property_readonly("knots", [](const ZelCurveInterpolation& c) { return FromVectorList(c.GetKnots()); })
         .def_property_readonly("parameters",
                                [](const ZelCurveInterpolation& c) { return FromDoubles(c.GetParameters()); });
 
@@ -193,7 +175,7 @@ parameter (0..1) runs almost proportionally to arc length.)")
         .def(
             "build",
             [](Curve& c, const py::object& points) {
-                const int status = c.Build(ToVectors(points, "points"));
+                const int status = c.Build(ToVectorList(points, "points"));
                 CheckStatus(status);
                 return status;
             },
@@ -208,7 +190,8 @@ parameter (0..1) runs almost proportionally to arc length.)")
         .def_property_readonly(
             "control_parameters", [](const Curve& c) { return FromDoubles(c.GetControlParameters()); },
             "Arc-length fraction of each control point along the curve.")
-        .def_property_readonly("resampled_points", [](const Curve& c) { return FromVectors(c.GetResampledPoints()); })
+        .def_property_readonly("resampled_points",
+                               [](const Curve& c) { return FromVectorList(c.GetResampledPoints()); })
         .def_property_readonly("cumulative_lengths",
                                [](const Curve& c) { return FromDoubles(c.GetCumulativeLengths()); });
 
@@ -219,13 +202,13 @@ that its lengths are physical, and rebuilt on first use after a change.)")
         .def(py::init([](const py::object& points, const py::object& aspect) {
                  auto p = std::make_unique<ZelPath>();
                  if (!aspect.is_none()) p->SetAspect(ToVector3(aspect, "aspect"));
-                 if (!points.is_none()) p->SetPoints(ToVectors(points, "points"));
+                 if (!points.is_none()) p->SetPoints(ToVectorList(points, "points"));
                  return p;
              }),
              "points"_a = py::none(), "aspect"_a = py::none())
         .def_property(
-            "points", [](ZelPath& p) { return FromVectors(p.GetPoints()); },
-            [](ZelPath& p, const py::object& points) { p.SetPoints(ToVectors(points, "points")); },
+            "points", [](ZelPath& p) { return FromVectorList(p.GetPoints()); },
+            [](ZelPath& p, const py::object& points) { p.SetPoints(ToVectorList(points, "points")); },
             "The control points as an (N, 3) array (a copy); assign to replace them.")
         .def("__len__", &ZelPath::GetPointNum)
         .def(
@@ -249,7 +232,7 @@ that its lengths are physical, and rebuilt on first use after a change.)")
             "curve", [](ZelPath& p) -> const Curve& { return p.GetSplineCurveObject(); }, py::return_value_policy::copy,
             "The curve (a copy, rebuilt first when the points changed).")
         .def_property_readonly(
-            "aspect_points", [](ZelPath& p) { return FromVectors(p.GetAspectPoint()); },
+            "aspect_points", [](ZelPath& p) { return FromVectorList(p.GetAspectPoint()); },
             "The control points times the aspect.")
         .def_property_readonly("update_counter", &ZelPath::GetUpdatePointsCounter)
         .def("update_points_counter", &ZelPath::UpdatePointsCounter, "Marks the points as changed.")

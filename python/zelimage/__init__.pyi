@@ -65,18 +65,23 @@ class Volume:
 
 # ---- generators ----
 
-class Plane:
-    """Planes of an MPR view."""
+class _Enum:
+    """Values of the library's enumerations: usable wherever an int is."""
 
-    YZ: Plane
-    XZ: Plane
-    XY: Plane
     name: str
     value: int
     def __int__(self) -> int: ...
     def __index__(self) -> int: ...
 
-class Rotation:
+
+class Plane(_Enum):
+    """Planes of an MPR view."""
+
+    YZ: Plane
+    XZ: Plane
+    XY: Plane
+
+class Rotation(_Enum):
     """In-plane rotation of an MPR view."""
 
     R0: Rotation
@@ -84,12 +89,8 @@ class Rotation:
     R180: Rotation
     R270: Rotation
     FREE: Rotation
-    name: str
-    value: int
-    def __int__(self) -> int: ...
-    def __index__(self) -> int: ...
 
-class StackMode:
+class StackMode(_Enum):
     """How MPRGenerator.stack combines the slices of a slab."""
 
     AVERAGE: StackMode
@@ -97,21 +98,13 @@ class StackMode:
     MINIMUM: StackMode
     TRIANGLE: StackMode
     GAUSSIAN: StackMode
-    name: str
-    value: int
-    def __int__(self) -> int: ...
-    def __index__(self) -> int: ...
 
-class SlabMode:
+class SlabMode(_Enum):
     """How an oblique slab combines its samples."""
 
     AVERAGE: SlabMode
     MAXIMUM: SlabMode
     MINIMUM: SlabMode
-    name: str
-    value: int
-    def __int__(self) -> int: ...
-    def __index__(self) -> int: ...
 
 class MPRParam:
     """Parameters of one MPR (axis-aligned) view."""
@@ -438,7 +431,7 @@ def rotate(
 
 # ---- drawing ----
 
-class TextStyle:
+class TextStyle(_Enum):
     """Text style flags, combined with |."""
 
     OUTLINE_SQUARE: TextStyle
@@ -457,12 +450,8 @@ class TextStyle:
     ROTATE_270: TextStyle
     CELL_HEIGHT: TextStyle
     NO_ALIGN_WHEN_WIDER: TextStyle
-    name: str
-    value: int
     def __or__(self, other: int | TextStyle) -> int: ...
     def __ror__(self, other: int | TextStyle) -> int: ...
-    def __int__(self) -> int: ...
-    def __index__(self) -> int: ...
 
 class Font:
     """A font found by family name, at (dpi * point_size + 36) // 72 pixels."""
