@@ -552,18 +552,22 @@ values is a writable uint8 view of the entries (entry k belongs to value
 min + k); the converters clamp slice values into the range.)")
         .def(py::init(&MakeTable), "min"_a, "max"_a)
         .def_property_readonly("values", &TableValues, "The entries as a writable uint8 array (no copy).")
-        .def_property_readonly("min",
-                               [](const ZelImageGeneratorTable& t) {
-                                   int lo = 0, hi = 0;
-                                   t.GetTableRange(lo, hi);
-                                   return lo;
-                               })
-        .def_property_readonly("max",
-                               [](const ZelImageGeneratorTable& t) {
-                                   int lo = 0, hi = 0;
-                                   t.GetTableRange(lo, hi);
-                                   return hi;
-                               })
+        .def_property_readonly(
+            "min",
+            [](const ZelImageGeneratorTable& t) {
+                int lo = 0, hi = 0;
+                t.GetTableRange(lo, hi);
+                return lo;
+            },
+            "Value of entry 0.")
+        .def_property_readonly(
+            "max",
+            [](const ZelImageGeneratorTable& t) {
+                int lo = 0, hi = 0;
+                t.GetTableRange(lo, hi);
+                return hi;
+            },
+            "Value of the last entry.")
         .def("__repr__", [](const ZelImageGeneratorTable& t) {
             int lo = 0, hi = 0;
             t.GetTableRange(lo, hi);
@@ -592,10 +596,10 @@ below 2 act as 2; a gamma that is not positive acts as 1.)")
             },
             "width"_a, "centre"_a, "gamma"_a = 1.0f, "invert"_a = false,
             "Recomputes the entries in place (views of values follow).")
-        .def_property_readonly("width", &ZelImageGeneratorGammaTable::GetWindowWidth)
-        .def_property_readonly("centre", &ZelImageGeneratorGammaTable::GetWindowCentre)
-        .def_property_readonly("gamma", &ZelImageGeneratorGammaTable::GetGamma)
-        .def_property_readonly("invert", &ZelImageGeneratorGammaTable::GetInvert)
+        .def_property_readonly("width", &ZelImageGeneratorGammaTable::GetWindowWidth, "Window width (at least 2).")
+        .def_property_readonly("centre", &ZelImageGeneratorGammaTable::GetWindowCentre, "Window centre.")
+        .def_property_readonly("gamma", &ZelImageGeneratorGammaTable::GetGamma, "The gamma (not positive acts as 1).")
+        .def_property_readonly("invert", &ZelImageGeneratorGammaTable::GetInvert, "True when the ramp falls.")
         .def("__repr__", [](const ZelImageGeneratorGammaTable& t) {
             int lo = 0, hi = 0;
             t.GetTableRange(lo, hi);

@@ -234,29 +234,38 @@ void BindCPR(py::module_& m)
             [](CPRParam& c, const py::object& v) { c.p.construction = ParseConstruction(v); },
             "0 'straight', 1 'fixed', 2 'stretch'.")
         .def_property(
-            "scale", [](const CPRParam& c) { return c.p.scale; }, [](CPRParam& c, float v) { c.p.scale = v; })
+            "scale", [](const CPRParam& c) { return c.p.scale; }, [](CPRParam& c, float v) { c.p.scale = v; },
+            "Pixels per voxel of the finest spacing along the rows and between them.")
         .def_property(
-            "offset", [](const CPRParam& c) { return c.p.offset; }, [](CPRParam& c, int v) { c.p.offset = v; })
+            "offset", [](const CPRParam& c) { return c.p.offset; }, [](CPRParam& c, int v) { c.p.offset = v; },
+            "Rows by which the path is scrolled.")
         .def_property(
             "center_column", [](const CPRParam& c) { return c.p.centerColumn; },
-            [](CPRParam& c, int v) { c.p.centerColumn = v; })
+            [](CPRParam& c, int v) { c.p.centerColumn = v; },
+            "Pixels past the middle of a line at which the path lies.")
         .def_property(
             "direction", [](const CPRParam& c) { return FromVector3(c.p.direction); },
-            [](CPRParam& c, const py::object& v) { c.p.direction = ToVector3(v, "direction"); })
+            [](CPRParam& c, const py::object& v) { c.p.direction = ToVector3(v, "direction"); },
+            "Unit row direction (x, y, z) of fixed and stretched rows, in voxels.")
         .def_property(
             "rotation_angle", [](const CPRParam& c) { return c.p.rotationAngle; },
-            [](CPRParam& c, float v) { c.p.rotationAngle = v; })
+            [](CPRParam& c, float v) { c.p.rotationAngle = v; },
+            "Straightened rows: turn of the frames about the path, radians.")
         .def_property(
-            "pitch", [](const CPRParam& c) { return c.p.pitch; }, [](CPRParam& c, double v) { c.p.pitch = v; })
+            "pitch", [](const CPRParam& c) { return c.p.pitch; }, [](CPRParam& c, double v) { c.p.pitch = v; },
+            "Straightened rows: distance between the path planes.")
         .def_property(
             "tangent_span", [](const CPRParam& c) { return c.p.tangentSpan; },
-            [](CPRParam& c, double v) { c.p.tangentSpan = v; })
+            [](CPRParam& c, double v) { c.p.tangentSpan = v; },
+            "Straightened rows: half the chord that gives each tangent, a fraction of the curve.")
         .def_property(
             "up", [](const CPRParam& c) { return FromVector3(c.p.up); },
-            [](CPRParam& c, const py::object& v) { c.p.up = ToVector3(v, "up"); })
+            [](CPRParam& c, const py::object& v) { c.p.up = ToVector3(v, "up"); },
+            "Straightened rows: the first row points this way (x, y, z).")
         .def_property(
             "view", [](const CPRParam& c) { return FromMatrix(c.p.view); },
-            [](CPRParam& c, const py::object& v) { c.p.view = ToMatrix(v, "view"); })
+            [](CPRParam& c, const py::object& v) { c.p.view = ToMatrix(v, "view"); },
+            "Projection layout: 3 x 3, columns right, down, normal (a copy).")
         .def_property(
             "layout", [](const CPRParam& c) { return c.p.layout; },
             [](CPRParam& c, const py::object& v) { c.p.layout = ParseLayout(v); },
@@ -265,10 +274,11 @@ void BindCPR(py::module_& m)
             "interpolation", [](const CPRParam& c) { return c.p.interpolation; },
             [](CPRParam& c, const py::object& v) {
                 c.p.interpolation = ParseName(v, {"nearest", "linear"}, "interpolation");
-            })
+            },
+            "0 'nearest', 1 'linear' (signed 16-bit volumes; others are always nearest).")
         .def_property(
             "background", [](const CPRParam& c) { return c.p.backgroundValue; },
-            [](CPRParam& c, short v) { c.p.backgroundValue = v; })
+            [](CPRParam& c, short v) { c.p.backgroundValue = v; }, "Value of pixels with no sample (int16).")
         .def_property(
             "slab_mode", [](const CPRParam& c) { return c.p.slabMode; },
             [](CPRParam& c, const py::object& v) { c.p.slabMode = ParseSlabMode(v); },
@@ -286,7 +296,8 @@ void BindCPR(py::module_& m)
             "Pixels of each line that are sampled (None: all).")
         .def_property(
             "band_center", [](const CPRParam& c) { return c.p.layout == 0 ? c.p.columnBandCenter : c.p.rowBandCenter; },
-            [](CPRParam& c, int v) { c.p.rowBandCenter = c.p.columnBandCenter = v; })
+            [](CPRParam& c, int v) { c.p.rowBandCenter = c.p.columnBandCenter = v; },
+            "Offset of the band from the middle of each line.")
         .def_property(
             "slab_offset", [](const CPRParam& c) { return c.p.slabOffset; },
             [](CPRParam& c, int v) { c.p.slabOffset = v; },
@@ -308,7 +319,8 @@ void BindCPR(py::module_& m)
             "The curve of fixed, stretched and projected rows (a copy).")
         .def_property(
             "control_points", [](const CPRParam& c) { return FromVectorList(c.p.controlPoints); },
-            [](CPRParam& c, const py::object& v) { c.p.controlPoints = ToVectorList(v, "control_points"); })
+            [](CPRParam& c, const py::object& v) { c.p.controlPoints = ToVectorList(v, "control_points"); },
+            "The control points of fixed, stretched and projected rows, (N, 3) (a copy).")
         .def(
             "copy",
             [](const CPRParam& c) {

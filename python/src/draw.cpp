@@ -230,11 +230,15 @@ when the family is missing), at (dpi * point_size + 36) // 72 pixels, at least m
             "target", [](const DrawEngine& d) { return d.target; },
             [](DrawEngine& d, const py::object& t) { d.SetTarget(t); },
             "The array drawn into (None detaches); the clip becomes the whole image.")
-        .def_property_readonly("order", [](const DrawEngine& d) { return d.order == Order::kRgb ? "rgb" : "bgr"; })
-        .def_property_readonly("width",
-                               [](const DrawEngine& d) { return d.With([](Engine& e) { return e.GetWidth(); }); })
-        .def_property_readonly("height",
-                               [](const DrawEngine& d) { return d.With([](Engine& e) { return e.GetHeight(); }); })
+        .def_property_readonly(
+            "order", [](const DrawEngine& d) { return d.order == Order::kRgb ? "rgb" : "bgr"; },
+            "'rgb' or 'bgr': the channel order of the target.")
+        .def_property_readonly(
+            "width", [](const DrawEngine& d) { return d.With([](Engine& e) { return e.GetWidth(); }); },
+            "Width of the target in pixels.")
+        .def_property_readonly(
+            "height", [](const DrawEngine& d) { return d.With([](Engine& e) { return e.GetHeight(); }); },
+            "Height of the target in pixels.")
         .def(
             "clear",
             [](DrawEngine& d, const py::object& c) { d.Run([&, v = d.Colour(c)](Engine& e) { e.ClearImage(v); }); },
@@ -401,7 +405,7 @@ when the family is missing), at (dpi * point_size + 36) // 72 pixels, at least m
             [](DrawEngine& d, int cx, int cy, int diameter) {
                 d.Run([=](Engine& e) { e.FillCircle(cx, cy, diameter); });
             },
-            "cx"_a, "cy"_a, "diameter"_a)
+            "cx"_a, "cy"_a, "diameter"_a, "The disc that draw_circle outlines.")
         .def(
             "draw_arc",
             [](DrawEngine& d, int cx, int cy, int diameter, float start, float end) {

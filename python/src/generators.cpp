@@ -483,8 +483,8 @@ background: the value shown where the plane leaves the volume.)")
             [](MPRParam& p, const py::object& v) { p.rotation = ParseChoice(v, 5, "rotation"); },
             "0 to 3 quarter turns, 4 free (by rotation_angle).")
         .def_readwrite("rotation_angle", &MPRParam::rotationAngle, "Radians; used with rotation 4.")
-        .def_readwrite("flip_horizontal", &MPRParam::flipHorizontal)
-        .def_readwrite("flip_vertical", &MPRParam::flipVertical)
+        .def_readwrite("flip_horizontal", &MPRParam::flipHorizontal, "Mirror the picture left-right.")
+        .def_readwrite("flip_vertical", &MPRParam::flipVertical, "Mirror the picture top-bottom.")
         .def_property(
             "interpolation", [](const MPRParam& p) { return p.interpolation; },
             [](MPRParam& p, const py::object& v) { p.interpolation = ParseChoice(v, 2, "interpolation"); },
@@ -571,16 +571,20 @@ thickness in the units of the spacing; slab_mode (SlabMode) combines it.)")
             "orientation", [](const ObliqueParam& p) { return FromMatrix(p.orientation); },
             [](ObliqueParam& p, const py::object& v) { p.orientation = ToMatrix(v, "orientation"); },
             "3 x 3 float32 array (a copy); columns right, down, normal.")
-        .def_readwrite("zoom", &ObliqueParam::zoom)
-        .def_readwrite("background", &ObliqueParam::backgroundValue)
+        .def_readwrite("zoom", &ObliqueParam::zoom, "Output pixels per voxel of the finest spacing (not 0).")
+        .def_readwrite("background", &ObliqueParam::backgroundValue, "Value shown outside the volume.")
         .def_property(
             "interpolation", [](const ObliqueParam& p) { return p.interpolation; },
-            [](ObliqueParam& p, const py::object& v) { p.interpolation = ParseChoice(v, 2, "interpolation"); })
+            [](ObliqueParam& p, const py::object& v) { p.interpolation = ParseChoice(v, 2, "interpolation"); },
+            "0 nearest, 1 trilinear (signed 16-bit volumes; others are always nearest).")
         .def_property(
             "slab_mode", [](const ObliqueParam& p) { return p.slabMode; },
-            [](ObliqueParam& p, const py::object& v) { p.slabMode = ParseChoice(v, 3, "slab mode"); })
-        .def_readwrite("thickness", &ObliqueParam::thickness)
-        .def("copy", [](const ObliqueParam& p) { return p; })
+            [](ObliqueParam& p, const py::object& v) { p.slabMode = ParseChoice(v, 3, "slab mode"); },
+            "SlabMode: 0 average, 1 maximum, 2 minimum.")
+        .def_readwrite("thickness", &ObliqueParam::thickness,
+                       "Slab thickness in the units of the spacing; below the finest spacing a thin plane.")
+        .def(
+            "copy", [](const ObliqueParam& p) { return p; }, "A copy of the record.")
         .def("__repr__", [](const ObliqueParam& p) { return Repr(p); })
         .def("__eq__", [](const ObliqueParam& a, const ObliqueParam& b) { return Equal(a, b); })
         .def("__copy__", [](const ObliqueParam& p) { return p; })
@@ -629,18 +633,22 @@ the volume's voxel (0, 0, 0). thickness: physical slab thickness.)")
              }),
              py::kw_only(), "volume_index"_a = 0, "origin"_a = py::none(), "background"_a = 0, "interpolation"_a = 1,
              "slab_mode"_a = 0, "thickness"_a = 0.0f)
-        .def_readwrite("volume_index", &MultiImageParam::volumeIndex)
+        .def_readwrite("volume_index", &MultiImageParam::volumeIndex,
+                       "Index of the volume (set_volume) this output shows.")
         .def_property(
             "origin", [](const MultiImageParam& p) { return FromVector3(p.origin); },
-            [](MultiImageParam& p, const py::object& v) { p.origin = ToVector3(v, "origin"); })
-        .def_readwrite("background", &MultiImageParam::backgroundValue)
+            [](MultiImageParam& p, const py::object& v) { p.origin = ToVector3(v, "origin"); },
+            "Physical position (x, y, z) of the volume's voxel (0, 0, 0).")
+        .def_readwrite("background", &MultiImageParam::backgroundValue, "Value shown outside the volume.")
         .def_property(
             "interpolation", [](const MultiImageParam& p) { return p.interpolation; },
-            [](MultiImageParam& p, const py::object& v) { p.interpolation = ParseChoice(v, 2, "interpolation"); })
+            [](MultiImageParam& p, const py::object& v) { p.interpolation = ParseChoice(v, 2, "interpolation"); },
+            "0 nearest, 1 trilinear (signed 16-bit volumes).")
         .def_property(
             "slab_mode", [](const MultiImageParam& p) { return p.slabMode; },
-            [](MultiImageParam& p, const py::object& v) { p.slabMode = ParseChoice(v, 3, "slab mode"); })
-        .def_readwrite("thickness", &MultiImageParam::thickness)
+            [](MultiImageParam& p, const py::object& v) { p.slabMode = ParseChoice(v, 3, "slab mode"); },
+            "SlabMode of a slab.")
+        .def_readwrite("thickness", &MultiImageParam::thickness, "Physical slab thickness; 0 for a thin plane.")
         .def("__repr__", [](const MultiImageParam& p) { return Repr(p); });
 
     py::class_<MultiParam>(m, "MultiObliqueParam", R"(The plane shared by every output, in physical units.
@@ -662,12 +670,15 @@ change it; the property returns a copy).)")
              "images"_a = std::vector<MultiImageParam>())
         .def_property(
             "center", [](const MultiParam& p) { return FromVector3(p.center); },
-            [](MultiParam& p, const py::object& v) { p.center = ToVector3(v, "center"); })
+            [](MultiParam& p, const py::object& v) { p.center = ToVector3(v, "center"); },
+            "Physical point (x, y, z) at every picture's centre.")
         .def_property(
             "orientation", [](const MultiParam& p) { return FromMatrix(p.orientation); },
-            [](MultiParam& p, const py::object& v) { p.orientation = ToMatrix(v, "orientation"); })
-        .def_readwrite("pixel_spacing", &MultiParam::pixelSpacing)
-        .def_readwrite("images", &MultiParam::images)
+            [](MultiParam& p, const py::object& v) { p.orientation = ToMatrix(v, "orientation"); },
+            "3 x 3, columns right, down, normal: unit vectors in physical space (a copy).")
+        .def_readwrite("pixel_spacing", &MultiParam::pixelSpacing, "Physical size of one output pixel.")
+        .def_readwrite("images", &MultiParam::images,
+                       "One MultiObliqueImageParam per output (a copy: assign a new list).")
         .def("__repr__", [](const MultiParam& p) { return Repr(p); });
 
     py::class_<MultiObliqueGenerator>(m, "MultiObliqueGenerator", R"(Several oblique pictures in one call.
@@ -705,7 +716,7 @@ are spread over the library's worker threads.)")
                 const auto it = g.volumes.find(index);
                 return it == g.volumes.end() ? py::object(py::none()) : it->second;
             },
-            "index"_a)
+            "index"_a, "The volume set at an index, or None.")
         .def_property_readonly(
             "volume_count", [](const MultiObliqueGenerator& g) { return MultiOf(g).GetImageCount(); },
             "One more than the highest index set.")

@@ -133,12 +133,16 @@ last); closed splines join the last point back to the first.)")
             },
             "t"_a, "Point(s) at parameter(s) t.")
         .def("parameter", &ZelCurveInterpolation::GetParameter, "i"_a, "Parameter of input point i; -1 if none.")
-        .def("clear", &ZelCurveInterpolation::Clear)
-        .def_property("closed", &ZelCurveInterpolation::IsClosed, &ZelCurveInterpolation::SetClosed)
-        .def_property_readonly("total_length", &ZelCurveInterpolation::GetTotalLength)
-        .def_property_readonly("knots", [](const ZelCurveInterpolation& c) { return FromVectorList(c.GetKnots()); })
-        .def_property_readonly("parameters",
-                               [](const ZelCurveInterpolation& c) { return FromDoubles(c.GetParameters()); });
+        .def("clear", &ZelCurveInterpolation::Clear, "Empties the spline.")
+        .def_property("closed", &ZelCurveInterpolation::IsClosed, &ZelCurveInterpolation::SetClosed,
+                      "True when the last point joins back to the first (set before build).")
+        .def_property_readonly("total_length", &ZelCurveInterpolation::GetTotalLength,
+                               "Chord length through the knots.")
+        .def_property_readonly(
+            "knots", [](const ZelCurveInterpolation& c) { return FromVectorList(c.GetKnots()); }, "The knots, (N, 3).")
+        .def_property_readonly(
+            "parameters", [](const ZelCurveInterpolation& c) { return FromDoubles(c.GetParameters()); },
+            "Parameter of every knot, 0 .. 1.");
 
     py::class_<ZelSplineInterpolation>(m, "SplineInterpolation",
                                        "A natural cubic spline y(x) through (x, y) points with increasing x.")
@@ -166,8 +170,8 @@ last); closed splines join the last point back to the first.)")
                 for (py::ssize_t i = 0; i < in.size(); ++i) out.mutable_data()[i] = s.Evaluate(in.data()[i]);
                 return std::move(out);
             },
-            "x"_a)
-        .def("clear", &ZelSplineInterpolation::Clear);
+            "x"_a, "y at x: a float for a number, an array for an array.")
+        .def("clear", &ZelSplineInterpolation::Clear, "Empties the spline.");
 
     py::class_<Curve>(m, "SplineCurve", R"(A path's curve: a spline through control points, resampled so that its
 parameter (0..1) runs almost proportionally to arc length.)")
@@ -184,16 +188,18 @@ parameter (0..1) runs almost proportionally to arc length.)")
             "evaluate",
             [](const Curve& c, const py::object& t) { return EvaluateVec(t, [&](double s) { return c.Evaluate(s); }); },
             "t"_a, "Point(s) at parameter(s) t in 0..1: a tuple for a number, an (..., 3) array for an array.")
-        .def("clear", &Curve::Clear)
+        .def("clear", &Curve::Clear, "Empties the curve.")
         .def_property_readonly("length", &Curve::GetLength, "Length of the curve.")
-        .def_property_readonly("resolution", &Curve::GetResolution)
+        .def_property_readonly("resolution", &Curve::GetResolution, "Resampled points - 1.")
         .def_property_readonly(
             "control_parameters", [](const Curve& c) { return FromDoubles(c.GetControlParameters()); },
             "Arc-length fraction of each control point along the curve.")
-        .def_property_readonly("resampled_points",
-                               [](const Curve& c) { return FromVectorList(c.GetResampledPoints()); })
-        .def_property_readonly("cumulative_lengths",
-                               [](const Curve& c) { return FromDoubles(c.GetCumulativeLengths()); });
+        .def_property_readonly(
+            "resampled_points", [](const Curve& c) { return FromVectorList(c.GetResampledPoints()); },
+            "The control spline at i / resolution, (resolution + 1, 3).")
+        .def_property_readonly(
+            "cumulative_lengths", [](const Curve& c) { return FromDoubles(c.GetCumulativeLengths()); },
+            "Polyline length from the first resampled point to each one.");
 
     py::class_<ZelPath>(m, "Path", R"(A user's path through a volume: control points in voxel coordinates (x, y, z).
 
@@ -215,12 +221,13 @@ that its lengths are physical, and rebuilt on first use after a change.)")
             "get_point", [](ZelPath& p, int i) { return FromVector3(p.GetPoint(i)); }, "i"_a,
             "Point i; (0, 0, 0) when out of range.")
         .def(
-            "add_point", [](ZelPath& p, const py::object& v) { p.AddPoint(ToVector3(v, "point")); }, "point"_a)
-        .def("delete_last_point", &ZelPath::DeleteLastPoint)
+            "add_point", [](ZelPath& p, const py::object& v) { p.AddPoint(ToVector3(v, "point")); }, "point"_a,
+            "Appends a point (x, y, z).")
+        .def("delete_last_point", &ZelPath::DeleteLastPoint, "Removes the last point, if any.")
         .def(
             "update_point", [](ZelPath& p, int i, const py::object& v) { p.UpdatePoint(i, ToVector3(v, "point")); },
             "i"_a, "point"_a, "Moves point i; ignored when out of range.")
-        .def("clear_points", &ZelPath::ClearPoints)
+        .def("clear_points", &ZelPath::ClearPoints, "Removes every point.")
         .def_property(
             "aspect", [](const ZelPath& p) { return FromVector3(p.GetAspect()); },
             [](ZelPath& p, const py::object& v) {
@@ -234,7 +241,8 @@ that its lengths are physical, and rebuilt on first use after a change.)")
         .def_property_readonly(
             "aspect_points", [](ZelPath& p) { return FromVectorList(p.GetAspectPoint()); },
             "The control points times the aspect.")
-        .def_property_readonly("update_counter", &ZelPath::GetUpdatePointsCounter)
+        .def_property_readonly("update_counter", &ZelPath::GetUpdatePointsCounter,
+                               "Moves on every change of the points.")
         .def("update_points_counter", &ZelPath::UpdatePointsCounter, "Marks the points as changed.")
         .def(
             "copy_from", [](ZelPath& p, ZelPath& source) { p.Copy(&source); }, "source"_a,
@@ -261,18 +269,20 @@ that its lengths are physical, and rebuilt on first use after a change.)")
              "axis_u"_a = py::make_tuple(1, 0, 0), "axis_v"_a = py::make_tuple(0, 1, 0), "diameter"_a = 0.0f)
         .def_property(
             "position", [](const ZelPlaneData& p) { return FromVector3(p.position); },
-            [](ZelPlaneData& p, const py::object& v) { p.position = ToVector3(v, "position"); })
+            [](ZelPlaneData& p, const py::object& v) { p.position = ToVector3(v, "position"); },
+            "Point (x, y, z) of the plane on the path.")
         .def_property(
             "tangent", [](const ZelPlaneData& p) { return FromVector3(p.tangent); },
             [](ZelPlaneData& p, const py::object& v) { p.tangent = ToVector3(v, "tangent"); },
             "The curve's direction: the plane's normal.")
         .def_property(
             "axis_u", [](const ZelPlaneData& p) { return FromVector3(p.axisU); },
-            [](ZelPlaneData& p, const py::object& v) { p.axisU = ToVector3(v, "axis_u"); })
+            [](ZelPlaneData& p, const py::object& v) { p.axisU = ToVector3(v, "axis_u"); }, "First in-plane axis.")
         .def_property(
             "axis_v", [](const ZelPlaneData& p) { return FromVector3(p.axisV); },
-            [](ZelPlaneData& p, const py::object& v) { p.axisV = ToVector3(v, "axis_v"); })
-        .def_readwrite("diameter", &ZelPlaneData::diameter)
+            [](ZelPlaneData& p, const py::object& v) { p.axisV = ToVector3(v, "axis_v"); }, "Second in-plane axis.")
+        .def_readwrite("diameter", &ZelPlaneData::diameter,
+                       "Diameter of the structure there (0 for planes from a path).")
         .def("__repr__", [](const ZelPlaneData& p) { return Repr(p); });
 
     py::class_<PathPlane>(m, "PathPlane", R"(Planes laid along a path at a fixed pitch, with frames that do not twist.
@@ -324,9 +334,14 @@ the first tangent. angle (radians) turns every interpolated frame about its tang
                 p.planes.SetReferenceExternalData(on);
             },
             "While set, update keeps the plane list and only applies a new angle.")
-        .def_property_readonly("plane_count", [](const PathPlane& p) { return p.planes.GetPlaneDataNum(); })
-        .def_property_readonly("length", [](const PathPlane& p) { return p.planes.GetLength(); })
-        .def_property_readonly("max_diameter", [](const PathPlane& p) { return p.planes.GetMaxDiameter(); })
+        .def_property_readonly(
+            "plane_count", [](const PathPlane& p) { return p.planes.GetPlaneDataNum(); }, "Number of planes.")
+        .def_property_readonly(
+            "length", [](const PathPlane& p) { return p.planes.GetLength(); },
+            "Length of the polyline through the planes.")
+        .def_property_readonly(
+            "max_diameter", [](const PathPlane& p) { return p.planes.GetMaxDiameter(); },
+            "Largest diameter of the planes.")
         .def_property_readonly(
             "update_counter", [](const PathPlane& p) { return p.planes.GetUpdateCounter(); },
             "The path's update counter the planes were built from; -1 never built.")
@@ -348,13 +363,14 @@ the first tangent. angle (radians) turns every interpolated frame about its tang
             "tangent, axis_u, axis_v (..., 3) and diameter.")
         .def(
             "get_diameter", [](const PathPlane& p, float position) { return p.planes.GetDiameter(position); },
-            "position"_a)
+            "position"_a, "Diameter at a fraction of the length.")
         .def_property(
             "radius_for_uniformalize", [](const PathPlane& p) { return p.radius; },
             [](PathPlane& p, float r) {
                 p.radius = r;
                 p.planes.SetRadiusForUniformalize(r);
-            })
+            },
+            "Radius of the rings uniformalize keeps apart (15).")
         .def(
             "uniformalize",
             [](PathPlane& p, const std::function<void(float)>& progress, float start, float end) {
