@@ -1,6 +1,6 @@
 # make demo: install what is missing, build, and run the main job on the built-in phantom.
 # make test: the same set-up, then every test (GCC release, Clang release, ASan+UBSan, TSan on the threaded tests).
-.PHONY: all deps build demo test test-release test-install test-clang test-asan test-tsan format format-check bench fuzz install clean
+.PHONY: all deps build demo test test-release test-install test-clang test-asan test-tsan format format-check bench bench-python fuzz install clean
 
 JOBS ?= 2
 
@@ -68,6 +68,9 @@ fuzz: deps
 	    -print_final_stats=1 -detect_leaks=$$leaks \
 	    -artifact_prefix=build/fuzz/findings/$$t- build/fuzz/found/$$t tests/fuzz/corpus/$$t || exit 1; \
 	done
+
+bench-python: build
+	PYTHONPATH=build/release/python /usr/bin/python3 bench/bench_python.py
 
 FORMAT_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 

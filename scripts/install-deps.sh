@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev clang-format make pkg-config
           libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev libpng-dev libnifti2-dev libgdcm-dev
-          libfreetype-dev libfontconfig-dev fonts-dejavu-core "$@")
+          libfreetype-dev libfontconfig-dev fonts-dejavu-core
+          pybind11-dev python3-dev python3-numpy python3-pytest python3-scipy "$@")
 
 missing=()
 for p in "${packages[@]}"; do
