@@ -46,10 +46,10 @@ py::dtype RowDtype()
         field("constructed", py::str("?"), offsetof(Row, constructed));
         field("position", py::str("<f4"), offsetof(Row, position));
         field("diameter", py::str("<f4"), offsetof(Row, diameter));
-        py::dict spec;
-        spec["names"] = names, spec["formats"] = formats, spec["offsets"] = offsets;
-        spec["itemsize"] = sizeof(Row);
-        return np.attr("dtype")(spec).release().ptr();
+        py::dict layout;
+        layout["names"] = names, layout["formats"] = formats, layout["offsets"] = offsets;
+        layout["itemsize"] = sizeof(Row);
+        return np.attr("dtype")(layout).release().ptr();
     }();
     return py::reinterpret_borrow<py::dtype>(dtype);
 }
